@@ -1,0 +1,27 @@
+# Compiler settings shared by every velacore target: the warning list lives here and only here.
+
+option(VELACORE_WERROR "Treat warnings as errors" OFF)
+set(VELACORE_SANITIZE "" CACHE STRING
+    "Sanitizers for every target: empty, 'address,undefined' or 'thread'")
+
+set(VELACORE_WARNINGS -Wall -Wextra -Wpedantic -Wshadow=local -Wnon-virtual-dtor
+                      -Woverloaded-virtual -Wimplicit-fallthrough)
+if(VELACORE_WERROR)
+  list(APPEND VELACORE_WARNINGS -Werror)
+endif()
+
+# Applies the project's warning list to one target.
+function(velacore_warnings target)
+  target_compile_options(${target} PRIVATE ${VELACORE_WARNINGS})
+endfunction()
+
+if(VELACORE_SANITIZE)
+  add_compile_options(-fsanitize=${VELACORE_SANITIZE} -fno-omit-frame-pointer
+                      -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${VELACORE_SANITIZE})
+endif()
+
+find_program(VELACORE_CCACHE ccache)
+if(VELACORE_CCACHE)
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${VELACORE_CCACHE}")
+endif()

@@ -1,0 +1,17 @@
+#include <velacore/base/Texception.h>
+
+#include <utility>
+
+// Out-of-line destructors anchor each class's vtable and type information in the library, so that
+// catch clauses in other modules match the exact type thrown here.
+Texception::Texception(std::string message) : fMessage(std::move(message)) {}
+Texception::~Texception() = default;
+
+TfileException::TfileException(int code, std::string message)
+    : Texception(std::move(message)), fCode(code) {}
+TfileException::~TfileException() = default;
+
+TincompatibleData::~TincompatibleData() = default;
+
+TmemoryException::TmemoryException(std::string message) : Texception(std::move(message)) {}
+TmemoryException::~TmemoryException() = default;

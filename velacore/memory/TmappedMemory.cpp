@@ -1,0 +1,115 @@
+#include <velacore/memory/TmappedMemory.h>
+
+#include <velacore/platform/TplatformMemory.h>
+
+#include <tbb/blocked_range.h>
+#include <tbb/parallel_for.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+#include <cstring>
+
+namespace {
+
+// Every block starts with this header; callers get the address just behind it. 16 bytes keep the
+// user's block aligned for any scalar type.
+struct alignas(16) BlockHeader {
+  std::size_t mappedBytes;  // length of the whole mapping, header included
+  const char* tag;
+};
+static_assert(sizeof(BlockHeader) == 16);
+
+std::atomic<std::size_t> gMappedBytes{0};
+
+BlockHeader* headerOf(const void* block) {
+  return reinterpret_cast<BlockHeader*>(const_cast<char*>(static_cast<const char*>(block)) -
+                                        sizeof(BlockHeader));
+}
+
+std::size_t mappingBytesFor(std::size_t bytes) {
+  const std::size_t page = vela::platform::pageSize();
+  return (bytes + sizeof(BlockHeader) + page - 1) & ~(page - 1);
+}
+
+// Below this a single core's memmove is faster than the cost of waking workers. Measured with
+// bench_arrays: splitting starts to pay off at a few megabytes on two cores.
+constexpr std::size_t kParallelMoveBytes = std::size_t(4) << 20;
+constexpr std::size_t kParallelChunkBytes = std::size_t(1) << 20;
+
+}  // namespace
+
+void* mmapAlloc(std::size_t bytes, const char* tag) {
+  if (bytes > SIZE_MAX - (std::size_t(1) << 20)) return nullptr;
+  const std::size_t mapped = mappingBytesFor(bytes);
+  auto* header = static_cast<BlockHeader*>(vela::platform::mapPages(mapped));
+  if (header == nullptr) return nullptr;
+  header->mappedBytes = mapped;
+  header->tag = tag;
+  gMappedBytes.fetch_add(mapped, std::memory_order_relaxed);
+  return header + 1;
+}
+
+bool mmapGrow(void* block, std::size_t bytes) {
+  if (block == nullptr || bytes > SIZE_MAX - (std::size_t(1) << 20)) return false;
+  BlockHeader* header = headerOf(block);
+  const std::size_t oldMapped = header->mappedBytes;
+  const std::size_t newMapped = mappingBytesFor(bytes);
+  if (newMapped == oldMapped) return true;
+  if (!vela::platform::growPagesInPlace(header, oldMapped, newMapped)) return false;
+  header->mappedBytes = newMapped;
+  if (newMapped > oldMapped)
+    gMappedBytes.fetch_add(newMapped - oldMapped, std::memory_order_relaxed);
+  else
+    gMappedBytes.fetch_sub(oldMapped - newMapped, std::memory_order_relaxed);
+  return true;
+}
+
+void* mmapRealloc(void* block, std::size_t bytes, const char* tag) {
+  if (block == nullptr) return mmapAlloc(bytes, tag);
+  if (bytes > SIZE_MAX - (std::size_t(1) << 20)) return nullptr;
+  BlockHeader* header = headerOf(block);
+  const std::size_t oldMapped = header->mappedBytes;
+  const std::size_t newMapped = mappingBytesFor(bytes);
+  auto* moved = static_cast<BlockHeader*>(vela::platform::movePages(header, oldMapped, newMapped));
+  if (moved == nullptr) return nullptr;
+  moved->mappedBytes = newMapped;
+  moved->tag = tag;
+  if (newMapped > oldMapped)
+    gMappedBytes.fetch_add(newMapped - oldMapped, std::memory_order_relaxed);
+  else
+    gMappedBytes.fetch_sub(oldMapped - newMapped, std::memory_order_relaxed);
+  return moved + 1;
+}
+
+void mmapFree(void* block) {
+  if (block == nullptr) return;
+  BlockHeader* header = headerOf(block);
+  const std::size_t mapped = header->mappedBytes;
+  gMappedBytes.fetch_sub(mapped, std::memory_order_relaxed);
+  vela::platform::unmapPages(header, mapped);
+}
+
+std::size_t mmapSize(const void* block) {
+  return block == nullptr ? 0 : headerOf(block)->mappedBytes - sizeof(BlockHeader);
+}
+
+const char* mmapTag(const void* block) { return block == nullptr ? "" : headerOf(block)->tag; }
+
+std::size_t mmapBytesInUse() { return gMappedBytes.load(std::memory_order_relaxed); }
+
+void memmove_mp(void* destination, const void* source, std::size_t bytes) {
+  auto* d = static_cast<char*>(destination);
+  const auto* s = static_cast<const char*>(source);
+  const bool overlap = d < s + bytes && s < d + bytes;
+  if (bytes < kParallelMoveBytes || overlap) {
+    std::memmove(d, s, bytes);
+    return;
+  }
+  const std::size_t chunks = (bytes + kParallelChunkBytes - 1) / kParallelChunkBytes;
+  tbb::parallel_for(tbb::blocked_range<std::size_t>(0, chunks), [&](const auto& r) {
+    const std::size_t begin = r.begin() * kParallelChunkBytes;
+    const std::size_t end = std::min(bytes, r.end() * kParallelChunkBytes);
+    std::memcpy(d + begin, s + begin, end - begin);
+  });
+}

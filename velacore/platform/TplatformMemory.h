@@ -1,0 +1,60 @@
+// Memory services of the operating system: anonymous page mappings and machine-wide figures.
+//
+// These functions are the only place where velacore talks to the virtual-memory system. They
+// never throw and never print: failures come back as null or false, and the caller decides
+// whether that is an out-of-memory condition.
+//
+//   void* block = vela::platform::mapPages(1 << 20);        // zero-filled, page-aligned
+//   if (!vela::platform::growPagesInPlace(block, 1 << 20, 2 << 20))
+//     block = vela::platform::movePages(block, 1 << 20, 2 << 20);
+//   vela::platform::unmapPages(block, 2 << 20);
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace vela::platform {
+
+/// The size of a virtual-memory page in bytes (a power of two).
+[[nodiscard]] std::size_t pageSize();
+
+/// Maps `bytes` (rounded up to whole pages) of zero-filled, readable and writable memory.
+/// Returns null when the system refuses.
+[[nodiscard]] void* mapPages(std::size_t bytes);
+
+/// Grows or shrinks a mapping without moving it. Returns false (and leaves the mapping as it
+/// was) when the address range behind it is taken.
+[[nodiscard]] bool growPagesInPlace(void* pages, std::size_t oldBytes, std::size_t newBytes);
+
+/// Resizes a mapping, moving it if it cannot stay. The contents up to the smaller size survive
+/// without being copied byte by byte (the pages themselves move). Returns the new address, or
+/// null (leaving the old mapping intact) when the system refuses.
+[[nodiscard]] void* movePages(void* pages, std::size_t oldBytes, std::size_t newBytes);
+
+/// Releases a mapping made by mapPages (with the size it has now).
+void unmapPages(void* pages, std::size_t bytes);
+
+/// Returns unused memory of the runtime heap to the system; used before giving up on a request.
+void trimHeap();
+
+/// Bytes the runtime heap currently has handed out.
+[[nodiscard]] std::size_t heapBytesInUse();
+
+/// Machine-wide memory figures, in bytes.
+struct TsystemMemory {
+  std::uint64_t totalPhysical = 0;
+  std::uint64_t freePhysical = 0;
+  std::uint64_t freeSwap = 0;
+};
+/// Reads the machine's memory figures; returns false when they are not available.
+bool systemMemory(TsystemMemory& out);
+
+/// Resource figures of this process.
+struct TprocessUsage {
+  std::uint64_t pageFaults = 0;        ///< major and minor faults so far
+  std::uint64_t maxResidentBytes = 0;  ///< peak resident set size
+};
+/// Reads this process's resource figures; returns false when they are not available.
+bool processUsage(TprocessUsage& out);
+
+}  // namespace vela::platform

@@ -1,0 +1,27 @@
+// Facts about the host: its platform name, processors, the running process and thread.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace vela::platform {
+
+/// The host's platform name as module files spell it: "linux", "mac" or "win64".
+[[nodiscard]] const char* platformName();
+
+/// The operating system's own name and release, e.g. "Linux 6.1.0-18-amd64".
+[[nodiscard]] std::string osRelease();
+
+/// The machine's network name, or an empty string.
+[[nodiscard]] std::string hostName();
+
+/// The number of processors this process may run on (at least 1).
+[[nodiscard]] unsigned processorCount();
+
+/// The id of this process.
+[[nodiscard]] std::int64_t processId();
+
+/// The system-wide id of the calling thread.
+[[nodiscard]] std::int64_t threadId();
+
+}  // namespace vela::platform

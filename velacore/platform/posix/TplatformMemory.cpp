@@ -1,0 +1,66 @@
+#include <velacore/platform/TplatformMemory.h>
+
+#include <malloc.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/sysinfo.h>
+#include <unistd.h>
+
+namespace vela::platform {
+
+std::size_t pageSize() {
+  static const std::size_t sPageSize = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  return sPageSize;
+}
+
+void* mapPages(std::size_t bytes) {
+  if (bytes == 0) return nullptr;
+  void* p = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  return p == MAP_FAILED ? nullptr : p;
+}
+
+bool growPagesInPlace(void* pages, std::size_t oldBytes, std::size_t newBytes) {
+  if (pages == nullptr || newBytes == 0) return false;
+  return mremap(pages, oldBytes, newBytes, 0) != MAP_FAILED;
+}
+
+void* movePages(void* pages, std::size_t oldBytes, std::size_t newBytes) {
+  if (pages == nullptr || newBytes == 0) return nullptr;
+  void* p = mremap(pages, oldBytes, newBytes, MREMAP_MAYMOVE);
+  return p == MAP_FAILED ? nullptr : p;
+}
+
+void unmapPages(void* pages, std::size_t bytes) {
+  if (pages != nullptr && bytes != 0) munmap(pages, bytes);
+}
+
+void trimHeap() { malloc_trim(0); }
+
+std::size_t heapBytesInUse() {
+#if defined(__GLIBC__) && (__GLIBC__ > 2 || (__GLIBC__ == 2 && __GLIBC_MINOR__ >= 33))
+  struct mallinfo2 info = mallinfo2();
+  return info.uordblks + info.hblkhd;
+#else
+  return 0;
+#endif
+}
+
+bool systemMemory(TsystemMemory& out) {
+  struct sysinfo info {};
+  if (sysinfo(&info) != 0) return false;
+  const std::uint64_t unit = info.mem_unit ? info.mem_unit : 1;
+  out.totalPhysical = static_cast<std::uint64_t>(info.totalram) * unit;
+  out.freePhysical = static_cast<std::uint64_t>(info.freeram) * unit;
+  out.freeSwap = static_cast<std::uint64_t>(info.freeswap) * unit;
+  return true;
+}
+
+bool processUsage(TprocessUsage& out) {
+  struct rusage usage {};
+  if (getrusage(RUSAGE_SELF, &usage) != 0) return false;
+  out.pageFaults = static_cast<std::uint64_t>(usage.ru_majflt + usage.ru_minflt);
+  out.maxResidentBytes = static_cast<std::uint64_t>(usage.ru_maxrss) * 1024;  // kilobytes on Linux
+  return true;
+}
+
+}  // namespace vela::platform

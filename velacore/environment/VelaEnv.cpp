@@ -1,0 +1,5 @@
+#include <velacore/environment/VelaEnv.h>
+
+#include <velacore/platform/TplatformEnvironment.h>
+
+const char* VelaGetEnv(const char* name) { return vela::platform::getEnv(name); }

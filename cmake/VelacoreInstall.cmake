@@ -24,5 +24,7 @@ install(FILES ${PROJECT_BINARY_DIR}/velacoreConfig.cmake
               ${PROJECT_BINARY_DIR}/velacoreConfigVersion.cmake
         DESTINATION ${VELACORE_CMAKE_DIR})
 
+# The .pc file finds the prefix relative to itself, so an installed tree can be moved.
+file(RELATIVE_PATH VELACORE_PC_TO_PREFIX "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
 configure_file(${PROJECT_SOURCE_DIR}/cmake/velacore.pc.in ${PROJECT_BINARY_DIR}/velacore.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/velacore.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,70 @@
+// Where things are: the user's folders, the temporary folder, machine settings, the library's
+// own file, the command line and the user-interface language; plus the few file-system
+// questions that start-up asks about them.
+//
+//   std::string docs = vela::platform::documentsFolder();   // e.g. "/home/ann/Documents"
+//   if (!vela::platform::isWritableFolder(docs)) ...
+//
+// Every function absorbs the host's soft failures and answers with an empty string, an empty
+// list or false; none throws. Folder names come back without a trailing separator (except the
+// root itself).
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace vela::platform {
+
+/// The system's temporary folder: `TMPDIR` when set and not empty, else "/tmp".
+[[nodiscard]] std::string systemTempFolder();
+
+/// The login name of the effective user, or `USER` when the user database has no entry, or "".
+[[nodiscard]] std::string userName();
+
+/// The user's home folder: `HOME`, else the user database's entry, or "".
+[[nodiscard]] std::string userHomeFolder();
+
+/// The user's documents folder (XDG user dirs, normally "$HOME/Documents"), or "".
+[[nodiscard]] std::string documentsFolder();
+
+/// The folder shared by the programs of every user ("/usr/local/share").
+[[nodiscard]] std::string commonProgramFilesFolder();
+
+/// Reads the string `key` of the machine-wide settings of `organization`/`application`: the
+/// INI file "<organization>/<application>.conf" in the first folder of `XDG_CONFIG_DIRS`
+/// (default "/etc/xdg") that has the key. Returns false and leaves `value` alone when none has.
+[[nodiscard]] bool machineSetting(const char* organization, const char* application,
+                                  const char* key, std::string& value);
+
+/// The full path of the shared library that holds velacore's code, or "" when unknown.
+[[nodiscard]] std::string ownLibraryPath();
+
+/// The arguments the process was started with, the program name first; empty when unknown.
+[[nodiscard]] std::vector<std::string> commandLineArguments();
+
+/// The user-interface language of the locale as "ll_CC" ("de_DE"), read from `LC_ALL`,
+/// `LC_MESSAGES` and `LANG` in that order; "en_US" when none names a language.
+[[nodiscard]] std::string localeLanguage();
+
+/// The current working folder, or "" when it cannot be determined.
+[[nodiscard]] std::string currentFolder();
+
+/// Whether `path` names an existing folder (symbolic links followed).
+[[nodiscard]] bool isFolder(const std::string& path);
+
+/// Whether `path` names an existing regular file (symbolic links followed).
+[[nodiscard]] bool isFile(const std::string& path);
+
+/// Whether `path` is an existing folder in which this process may create files.
+[[nodiscard]] bool isWritableFolder(const std::string& path);
+
+/// Creates the folder `path` and any missing parents; true when it exists afterwards.
+[[nodiscard]] bool makeFolders(const std::string& path);
+
+/// The names of the folders directly inside `path` (no "." or ".."), sorted; empty on failure.
+[[nodiscard]] std::vector<std::string> subfolderNames(const std::string& path);
+
+/// Whether standard input is an interactive terminal (so that a question can be answered).
+[[nodiscard]] bool standardInputIsTerminal();
+
+}  // namespace vela::platform

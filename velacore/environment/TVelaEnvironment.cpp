@@ -1,0 +1,633 @@
+#include <velacore/environment/TVelaEnvironment.h>
+
+#include <velacore/base/TbuildInfo.h>
+#include <velacore/base/TstringCatalog.h>
+#include <velacore/environment/TenvFileParser.h>
+#include <velacore/environment/VelaEnv.h>
+#include <velacore/platform/TplatformEnvironment.h>
+#include <velacore/platform/TplatformLocations.h>
+
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <initializer_list>
+#include <iostream>
+#include <utility>
+
+namespace pf = vela::platform;
+
+const char* const TVelaEnvironment::kAppName = "vela";
+const char* const TVelaEnvironment::kEnvFileName = "Vela.env";
+const char* const TVelaEnvironment::kFeatureFolders[10] = {
+    "brushStrokes", "fluids", "strands",   "softBodies", "tracking",
+    "fibers",       "rigging", "crowds", "terrain",    "motionGraphics"};
+const char* const TVelaEnvironment::kPathVariables[8] = {
+    "PATH",           "VELA_PLUG_IN_PATH", "VELA_PLUG_IN_RESOURCE_PATH", "VELA_SCRIPT_PATH",
+    "VELA_MODULE_PATH", "VELA_CONTENT_PATH", "XBMLANGPATH",               "VELA_SYNC_HUB_CONFIG_PATH"};
+
+namespace {
+
+constexpr char kSep = pf::kPathListSeparator;
+// Machine settings longer than this do not fit the buffer they were always read into, and are
+// treated as missing.
+constexpr std::size_t kMachineSettingBytes = 999;
+
+struct Tstate {
+  std::string version = std::to_string(VELACORE_VERSION_MAJOR) + "." +
+                        std::to_string(VELACORE_VERSION_MINOR);
+  bool defaultMode = false;
+  unsigned mergedBits = 0;  // one bit per entry of kPathVariables
+  std::string configDir;    // <CONFIG_DIR>, "" when the machine has none
+  std::string moduleDir;    // <MODULE_DIR>, "" when the machine has none
+  std::string documentsDir;
+  std::string envFilePath;
+  TVelaEnvironment::Tasker asker;
+  TVelaEnvironment::Treporter reporter;
+};
+
+Tstate& state() {
+  static Tstate s;
+  return s;
+}
+
+std::string env(const char* name) {
+  const char* v = VelaGetEnv(name);
+  return v != nullptr ? v : std::string();
+}
+
+bool isSet(const char* name) { return VelaGetEnv(name) != nullptr; }
+
+void put(const std::string& name, const std::string& value) {
+  (void)VelaPutEnv((name + "=" + value).c_str());
+}
+
+void putIfUnset(const char* name, const std::string& value) {
+  if (!isSet(name)) put(name, value);
+}
+
+int pathVariableIndex(const char* name) {
+  for (int i = 0; i < 8; ++i) {
+    if (std::strcmp(TVelaEnvironment::kPathVariables[i], name) == 0) return i;
+  }
+  return -1;
+}
+
+// A catalog text with its ^1s, ^2s... markers replaced by `args`.
+std::string message(const char* key, std::initializer_list<std::string> args = {}) {
+  const std::string text = TstringCatalog::sText(key);
+  std::string out;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '^' && i + 1 < text.size() && text[i + 1] >= '1' && text[i + 1] <= '9') {
+      const std::size_t n = static_cast<std::size_t>(text[i + 1] - '1');
+      if (n < args.size()) out += *(args.begin() + n);
+      i += (i + 2 < text.size() && text[i + 2] == 's') ? 2 : 1;
+    } else {
+      out += text[i];
+    }
+  }
+  return out;
+}
+
+void report(const std::string& text, bool error) {
+  if (state().reporter) {
+    state().reporter(text, error);
+  } else {
+    std::fprintf(stderr, "%s%s\n", error ? "ERR: " : "Warning: ", text.c_str());
+  }
+}
+
+// The terminal asker: a question on standard error, the answer from standard input. No answer
+// (no terminal, end of input) is No.
+bool askOnTerminal(const std::string& title, const std::string& question, std::string& folder) {
+  if (!pf::standardInputIsTerminal()) return false;
+  std::fprintf(stderr, "%s: %s [y/N] ", title.c_str(), question.c_str());
+  char line[4096];
+  if (std::fgets(line, sizeof line, stdin) == nullptr || (line[0] != 'y' && line[0] != 'Y')) {
+    return false;
+  }
+  std::fprintf(stderr, "Folder: ");
+  if (std::fgets(line, sizeof line, stdin) == nullptr) return false;
+  folder = line;
+  while (!folder.empty() && (folder.back() == '\n' || folder.back() == '\r')) folder.pop_back();
+  return !folder.empty();
+}
+
+bool ask(const std::string& question, std::string& folder) {
+  const std::string title = "Warning";
+  return state().asker ? state().asker(title, question, folder)
+                       : askOnTerminal(title, question, folder);
+}
+
+std::string versionNoX64() {
+  std::string v = state().version;
+  const std::size_t x = v.find("-x64");
+  if (x != std::string::npos) v.erase(x, 4);
+  return v;
+}
+
+// The release family shared by every update of a version: "2.3.1" -> "2".
+std::string versionAllNoX64() {
+  const std::string v = versionNoX64();
+  return v.substr(0, v.find('.'));
+}
+
+std::string syncHubConfigDir() {
+  if (!state().configDir.empty()) return state().configDir + "/SyncHub";
+  return state().defaultMode ? std::string() : env("VELA_APP_DIR") + "/synchub";
+}
+
+// -1, 0 or 1 as `a` is an earlier, the same or a later version than `b` ("1.10" > "1.9").
+int compareVersions(const std::string& a, const std::string& b) {
+  std::size_t i = 0, j = 0;
+  while (i < a.size() || j < b.size()) {
+    unsigned long x = 0, y = 0;
+    while (i < a.size() && a[i] >= '0' && a[i] <= '9') x = x * 10 + (a[i++] - '0');
+    while (j < b.size() && b[j] >= '0' && b[j] <= '9') y = y * 10 + (b[j++] - '0');
+    if (x != y) return x < y ? -1 : 1;
+    while (i < a.size() && (a[i] < '0' || a[i] > '9')) ++i;
+    while (j < b.size() && (b[j] < '0' || b[j] > '9')) ++j;
+  }
+  return 0;
+}
+
+bool copyFile(const std::string& from, const std::string& to) {
+  std::ifstream in(from, std::ios::binary);
+  std::ofstream out(to, std::ios::binary | std::ios::trunc);
+  if (!in || !out) return false;
+  out << in.rdbuf();
+  return static_cast<bool>(out);
+}
+
+std::string parentFolder(const std::string& path) {
+  const std::size_t slash = path.find_last_of('/');
+  if (slash == std::string::npos) return std::string();
+  return slash == 0 ? std::string("/") : path.substr(0, slash);
+}
+
+std::string baseName(const std::string& path) {
+  const std::size_t slash = path.find_last_of('/');
+  return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+// The user data folders that may hold the environment file: VELA_APP_DIR and the default one
+// under the documents folder.
+std::vector<std::string> userDataFolders() {
+  std::vector<std::string> folders;
+  const std::string appDir = env("VELA_APP_DIR");
+  if (!appDir.empty()) folders.push_back(appDir);
+  if (!state().documentsDir.empty()) {
+    const std::string docs = state().documentsDir + "/" + TVelaEnvironment::kAppName;
+    if (docs != appDir) folders.push_back(docs);
+  }
+  return folders;
+}
+
+// The newest environment file of an earlier version in the user data folders, or "".
+std::string earlierVersionEnvFile() {
+  std::string best, bestVersion;
+  for (const std::string& folder : userDataFolders()) {
+    for (const std::string& name : pf::subfolderNames(folder)) {
+      if (name.empty() || name[0] < '0' || name[0] > '9') continue;
+      if (compareVersions(name, state().version) >= 0) continue;
+      const std::string file = folder + "/" + name + "/" + TVelaEnvironment::kEnvFileName;
+      if (pf::isFile(file) && (best.empty() || compareVersions(name, bestVersion) > 0)) {
+        best = file;
+        bestVersion = name;
+      }
+    }
+  }
+  return best;
+}
+
+// Finds the environment file, creating (or copying from an earlier version) an empty one at the
+// first candidate when none exists. Returns its path, or "" when there is none.
+std::string locateEnvFile(bool interactive) {
+  std::string found;
+  // An explicit list of folders comes first.
+  for (const std::string& dir : TVelaEnvironment::splitPath(VelaGetEnv("VELA_ENV_DIR"))) {
+    const std::string file = dir + "/" + TVelaEnvironment::kEnvFileName;
+    if (pf::isFile(file)) {
+      found = file;
+      break;
+    }
+  }
+
+  if (!isSet("VELA_APP_DIR") && !state().documentsDir.empty()) {
+    put("VELA_APP_DIR", state().documentsDir + "/" + TVelaEnvironment::kAppName);
+  }
+  std::string appDir = env("VELA_APP_DIR");
+  for (int attempt = 0; !TVelaEnvironment::validateVELA_APP_DIR(appDir); ++attempt) {
+    report(message("s_TVelaEnvironmentStrings.rVelaAppDirNotFoundStr", {appDir}), false);
+    std::string chosen;
+    if (attempt == 0) {
+      report(message("s_TVelaEnvironmentStrings.rNoVaildVelaAppDirSettingStr"), false);
+    }
+    if (!interactive || attempt >= 3 ||
+        !ask(message("s_TVelaEnvironmentStrings.rSelectUserDataDirStr"), chosen)) {
+      break;
+    }
+    appDir = chosen;
+    put("VELA_APP_DIR", appDir);
+  }
+  if (!appDir.empty()) putIfUnset("HOME", appDir);
+  if (!found.empty()) return found;
+
+  const std::vector<std::string> candidates = TVelaEnvironment::envFileCandidates();
+  for (const std::string& file : candidates) {
+    if (pf::isFile(file)) return file;
+  }
+  if (candidates.empty() || appDir.empty()) return std::string();
+  const std::string& first = candidates.front();
+  if (!pf::makeFolders(parentFolder(first))) return std::string();
+  const std::string earlier = earlierVersionEnvFile();
+  if (!earlier.empty() && copyFile(earlier, first)) {
+    report(message("s_TVelaEnvironmentStrings.rEnvFileCopiedFromToStr", {earlier, first}), false);
+    return first;
+  }
+  if (std::FILE* f = std::fopen(first.c_str(), "w")) {
+    std::fclose(f);
+    return first;
+  }
+  return std::string();
+}
+
+}  // namespace
+
+// ---- The start-up sequence ----
+
+bool TVelaEnvironment::initializeVelaEnvironment(bool interactive) {
+  initData();
+  if (!readVariables(interactive)) return false;
+  setEssentialVariables();
+  return true;
+}
+
+void TVelaEnvironment::initData() {
+  Tstate& s = state();
+  const std::vector<std::string> args = pf::commandLineArguments();
+  s.defaultMode = false;
+  for (std::size_t i = 1; i < args.size(); ++i) s.defaultMode = s.defaultMode || args[i] == "-default";
+  s.documentsDir = pf::documentsFolder();
+  s.configDir.clear();
+  s.moduleDir.clear();
+  std::string value;
+  if (pf::machineSetting("Corvanta", "Common", "TQ_USER_CONFIG", value) &&
+      value.size() < kMachineSettingBytes) {
+    s.configDir = value;
+  }
+  value.clear();
+  if (pf::machineSetting("Corvanta", "Common", "TQ_MODULES", value) &&
+      value.size() < kMachineSettingBytes) {
+    s.moduleDir = value;
+  }
+}
+
+bool TVelaEnvironment::readVariables(bool interactive) {
+  std::string location = env("VELA_LOCATION");
+  if (location.empty() || !validateVELA_LOCATION(location)) {
+    if (!setVELA_LOCATION(true)) return false;
+  } else if (location != env("VELA_LOCATION")) {
+    put("VELA_LOCATION", location);  // tidied by the check
+  }
+  validateHOME();
+  state().envFilePath = locateEnvFile(interactive);
+  if (!state().envFilePath.empty()) (void)readEnvironmentFile(state().envFilePath);
+  return true;
+}
+
+void TVelaEnvironment::setEssentialVariables() {
+  putIfUnset("VELA_SCRIPT_BASE", env("VELA_LOCATION"));
+  if (!isSet("VELA_APP_DIR") && !state().documentsDir.empty()) {
+    put("VELA_APP_DIR", state().documentsDir + "/" + kAppName);
+  }
+  if (!isSet("HOME") && isSet("VELA_APP_DIR")) put("HOME", env("VELA_APP_DIR"));
+  validateTMPDIR();
+  if (!isSet("USER")) {
+    const std::string user = pf::userName();
+    if (!user.empty()) put("USER", user);
+  }
+  putIfUnset("VELA_REVERSE_FILEFORMAT_EXT", "1");
+  putIfUnset("QX_IMF_CIN_CORRECTION", "both");
+  putIfUnset("QX_IMF_CIN_WHITE_POINT", "685");
+  for (const char* name : kPathVariables) setEnvironmentVariable(name, "");
+}
+
+// ---- Single steps ----
+
+void TVelaEnvironment::setEnvironmentVariable(const char* name, const char* value) {
+  if (name == nullptr || *name == '\0') return;
+  if (value == nullptr) value = "";
+  if (pathVariableIndex(name) < 0) {
+    putIfUnset(name, replaceTags(value));
+    return;
+  }
+  const std::string installFolders = "<VELA_LOCATION>/bin/Cg<SEP><VELA_LOCATION>/bin";
+  if (std::strcmp(name, "PATH") == 0) {
+    // Older releases searched the installation last.
+    if (isSet("VELA_PRE_70_PATH_ORDERING")) {
+      setVelaPathEnvironmentVariable(name, value, installFolders.c_str(), "");
+    } else {
+      setVelaPathEnvironmentVariable(name, value, "", installFolders.c_str());
+    }
+  } else if (std::strcmp(name, "VELA_CONTENT_PATH") == 0) {
+    setVelaPathEnvironmentVariable(name, value, "", "<VELA_LOCATION>/Examples");
+  } else {
+    setVelaPathEnvironmentVariable(name, value, defaultPathValue(name).c_str(), "");
+  }
+}
+
+void TVelaEnvironment::setVelaPathEnvironmentVariable(const char* name, const char* fileValue,
+                                                      const char* defaultValue,
+                                                      const char* prefix) {
+  const int index = name != nullptr ? pathVariableIndex(name) : -1;
+  const unsigned bit = index >= 0 ? 1u << index : 0u;
+  if (name == nullptr || *name == '\0' || (state().mergedBits & bit) != 0) return;
+  state().mergedBits |= bit;
+  const std::string merged = getNewPath(name, fileValue, defaultValue, prefix);
+  if (!merged.empty()) put(name, merged);
+}
+
+std::string TVelaEnvironment::getNewPath(const char* name, const char* fileValue,
+                                         const char* defaultValue, const char* prefix) {
+  // PATH always keeps what the process had: without it nothing could be started.
+  const bool leaveOutUser = state().defaultMode && std::strcmp(name, "PATH") != 0;
+  std::string merged;
+  auto add = [&merged](const std::string& part) {
+    if (part.empty()) return;
+    if (!merged.empty()) merged += kSep;
+    merged += part;
+  };
+  if (prefix != nullptr) add(replaceTags(prefix));
+  if (!leaveOutUser) {
+    add(env(name));
+    if (fileValue != nullptr) add(fileValue);
+  }
+  if (defaultValue != nullptr) add(replaceTags(defaultValue));
+  return merged;
+}
+
+std::string TVelaEnvironment::defaultPathValue(const char* name) {
+  const Tstate& s = state();
+  const bool user = !s.defaultMode;
+  const bool config = !s.configDir.empty();
+  std::vector<std::string> lines;
+  auto line = [&lines](bool wanted, std::string text) {
+    if (wanted) lines.push_back(std::move(text));
+  };
+  auto featureLines = [&lines](const char* base) {
+    for (const char* f : kFeatureFolders) lines.push_back(std::string(base) + f);
+  };
+
+  if (std::strcmp(name, "VELA_PLUG_IN_PATH") == 0) {
+    line(user, "<VELA_APP_DIR>/<VERSION>/plug-ins");
+    line(user, "<VELA_APP_DIR>/plug-ins");
+    line(user && config, "<CONFIG_DIR>/<APP_NAME>/<VERSION_NO_X64>/plug-ins");
+    line(user && config, "<CONFIG_DIR>/<APP_NAME>/plug-ins");
+    line(true, "<VELA_LOCATION>/bin/plug-ins");
+  } else if (std::strcmp(name, "VELA_SCRIPT_PATH") == 0) {
+    const bool localized = getLocalizedSubdirectory() != s.version;
+    line(user, "<VELA_APP_DIR>/<LOCALIZED_VERSION>/scripts");
+    line(user && localized, "<VELA_APP_DIR>/<VERSION>/scripts");
+    line(user, "<VELA_APP_DIR>/scripts");
+    line(user, "<VELA_APP_DIR>/<LOCALIZED_VERSION>/presets");
+    line(config, "<CONFIG_DIR>/<APP_NAME>/<VERSION_NO_X64>/scripts");
+    line(config, "<CONFIG_DIR>/<APP_NAME>/scripts");
+    const std::string shelves = env("VELA_SHELF_PATH");
+    line(user && !shelves.empty(), shelves);
+    line(user, "<VELA_APP_DIR>/<LOCALIZED_VERSION>/prefs/shelves");
+    line(user, "<VELA_APP_DIR>/<LOCALIZED_VERSION>/prefs/radialMenus");
+    line(user, "<VELA_APP_DIR>/<LOCALIZED_VERSION>/prefs/scripts");
+    for (const char* sub : {"", "/startup", "/shelves", "/others", "/editorTemplates", "/unsupported"}) {
+      lines.push_back(std::string("<VELA_LOCATION>/scripts") + sub);
+    }
+    featureLines("<VELA_LOCATION>/scripts/");
+  } else if (std::strcmp(name, "XBMLANGPATH") == 0) {
+    if (!user) {
+      line(true, "<VELA_LOCATION>/app-defaults");
+      line(true, "<VELA_LOCATION>/icons");
+    } else {
+      line(true, "<VELA_APP_DIR>/<LOCALIZED_VERSION>/prefs/icons");
+      line(true, "<VELA_APP_DIR>/prefs/icons");
+      line(config, "<CONFIG_DIR>/<APP_NAME>/<VERSION_NO_X64>/icons");
+      line(config, "<CONFIG_DIR>/<APP_NAME>/icons");
+      line(true, "<VELA_LOCATION>/icons");
+      line(true, "<VELA_LOCATION>/app-defaults");
+      featureLines("<VELA_LOCATION>/icons/");
+    }
+  } else if (std::strcmp(name, "VELA_MODULE_PATH") == 0) {
+    line(true, "<VELA_LOCATION>/modules");
+    if (user) {
+      line(true, "<VELA_APP_DIR>/<VERSION>/modules");
+      line(true, "<VELA_APP_DIR>/modules");
+      if (!s.moduleDir.empty()) {
+        line(true, "<MODULE_DIR>/<APP_NAME>/<VERSION_NO_X64>");
+        line(true, "<MODULE_DIR>/<APP_NAME>");
+      } else {
+        line(true, pf::commonProgramFilesFolder() +
+                       "/Corvanta Shared/Modules/<APP_NAME>/<VERSION_ALL_NO_X64>");
+      }
+    }
+  } else if (std::strcmp(name, "VELA_SYNC_HUB_CONFIG_PATH") == 0) {
+    line(!syncHubConfigDir().empty(), "<SYNC_HUB_CONFIG_DIR>");
+  }
+
+  std::string joined;
+  for (const std::string& l : lines) joined += (joined.empty() ? "" : "<SEP>") + l;
+  return joined;
+}
+
+bool TVelaEnvironment::readEnvironmentFile(const std::string& path) {
+  std::FILE* f = std::fopen(path.c_str(), "rb");
+  if (f == nullptr) return false;
+  TenvFileParser parser([](const std::string& name) { return VelaGetEnv(name.c_str()); },
+                        [](const std::string& name, const std::string& value) {
+                          setEnvironmentVariable(name.c_str(), value.c_str());
+                        });
+  char buffer[65536];
+  std::size_t n;
+  while ((n = std::fread(buffer, 1, sizeof buffer, f)) > 0) parser.feed(buffer, n);
+  parser.finish();
+  std::fclose(f);
+  return true;
+}
+
+bool TVelaEnvironment::setVELA_LOCATION(bool reportFailure) {
+  const std::string library = pf::ownLibraryPath();
+  std::string location = parentFolder(parentFolder(library));
+  if (library.empty() || location.empty() || !validateVELA_LOCATION(location)) {
+    if (reportFailure) report(message("s_TVelaEnvironmentStrings.rNoValidVelaLocationStr"), true);
+    return false;
+  }
+  put("VELA_LOCATION", location);
+  put("VELA_SCRIPT_BASE", location);
+  return true;
+}
+
+void TVelaEnvironment::validateHOME() {
+  if (isSet("HOME")) return;
+  const std::string home = pf::userHomeFolder();
+  if (!home.empty()) put("HOME", home);
+}
+
+void TVelaEnvironment::validateTMPDIR() {
+  std::string folder = env("TMPDIR");
+  const bool fromTmpdir = !folder.empty();
+  if (!fromTmpdir) folder = env("TEMP");
+  if (!folder.empty()) {
+    if (validateDirectoryWritable(folder)) {
+      if (!fromTmpdir) put("TMPDIR", folder);
+      return;
+    }
+    report(message("s_TVelaEnvironmentStrings.rNoWritePermTempDirWarnStr", {folder}), false);
+  }
+  std::string fallback = pf::systemTempFolder();
+  if (fromTmpdir && fallback == env("TMPDIR")) fallback = "/tmp";
+  if (validateDirectoryWritable(fallback)) {
+    put("TMPDIR", fallback);
+  } else {
+    report(message("s_TVelaEnvironmentStrings.rNoWritePermDefaultTempDirErrorStr", {fallback}),
+           true);
+  }
+}
+
+// ---- Checks ----
+
+bool TVelaEnvironment::validateVELA_LOCATION(std::string& location) {
+  while (location.size() > 1 && location.back() == '/') location.pop_back();
+  if (location.empty() || !pf::isFolder(location)) return false;
+  // The library lives in "lib" (or "bin", as on hosts where libraries sit beside programs) of
+  // an installation, and in its own folder of a build tree.
+  const std::string library = pf::ownLibraryPath();
+  const std::string fileName = baseName(library);
+  const std::string ownFolder = baseName(parentFolder(library));
+  std::string linkName = fileName;
+  const std::size_t so = linkName.find(".so");
+  if (so != std::string::npos) linkName.erase(so + 3);
+  for (const std::string& folder : {std::string("lib"), std::string("bin"), ownFolder}) {
+    for (const std::string& file : {fileName, linkName}) {
+      if (!folder.empty() && !file.empty() && pf::isFile(location + "/" + folder + "/" + file)) {
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
+bool TVelaEnvironment::validateVELA_APP_DIR(std::string& dir) {
+  if (dir.empty()) return false;
+  if (!pf::isFolder(dir)) (void)pf::makeFolders(dir);
+  return validateDirectoryWritable(dir);
+}
+
+bool TVelaEnvironment::validateDirectoryWritable(std::string& dir) {
+  for (char& c : dir) {
+    if (c == '\\') c = '/';
+  }
+  // A trailing separator goes, unless it is all there is or follows a drive colon.
+  while (dir.size() > 1 && dir.back() == '/' && dir[dir.size() - 2] != ':') dir.pop_back();
+  return pf::isWritableFolder(dir);
+}
+
+// ---- Queries ----
+
+std::vector<std::string> TVelaEnvironment::splitPath(const char* list) {
+  std::vector<std::string> entries;
+  if (list == nullptr) return entries;
+  const char* start = list;
+  for (const char* p = list;; ++p) {
+    if (*p == kSep || *p == '\0') {
+      if (p != start) entries.emplace_back(start, p);
+      if (*p == '\0') break;
+      start = p + 1;
+    }
+  }
+  return entries;
+}
+
+std::string TVelaEnvironment::getLocalizedSubdirectory() {
+  const std::string language = pf::localeLanguage();
+  if (language == "en_US" || language.empty()) return state().version;
+  return state().version + "/" + language;
+}
+
+std::string TVelaEnvironment::velaEnvFileLocation() { return state().envFilePath; }
+
+std::vector<std::string> TVelaEnvironment::envFileCandidates() {
+  const Tstate& s = state();
+  std::vector<std::string> versions{versionNoX64(), versionAllNoX64()};
+  std::vector<std::string> candidates;
+  auto add = [&candidates](const std::string& path) {
+    for (const std::string& c : candidates) {
+      if (c == path) return;
+    }
+    candidates.push_back(path);
+  };
+  for (const std::string& folder : userDataFolders()) {
+    add(folder + "/" + s.version + "/" + kEnvFileName);
+    add(folder + "/" + kEnvFileName);
+    for (const std::string& v : versions) {
+      if (!v.empty()) add(folder + "/" + v + "/" + kEnvFileName);
+    }
+  }
+  add(std::string("./") + kEnvFileName);
+  return candidates;
+}
+
+std::string TVelaEnvironment::replaceTags(const std::string& text) {
+  const std::pair<const char*, std::string> tags[] = {
+      {"<SEP>", std::string(1, kSep)},
+      {"<VELA_LOCATION>", env("VELA_LOCATION")},
+      {"<VELA_APP_DIR>", env("VELA_APP_DIR")},
+      {"<APP_NAME>", kAppName},
+      {"<VERSION>", state().version},
+      {"<LOCALIZED_VERSION>", getLocalizedSubdirectory()},
+      {"<VERSION_NO_X64>", versionNoX64()},
+      {"<VERSION_ALL_NO_X64>", versionAllNoX64()},
+      {"<CONFIG_DIR>", state().configDir},
+      {"<MODULE_DIR>", state().moduleDir},
+      {"<SYNC_HUB_CONFIG_DIR>", syncHubConfigDir()},
+  };
+  std::string out;
+  out.reserve(text.size());
+  for (std::size_t i = 0; i < text.size();) {
+    bool replaced = false;
+    if (text[i] == '<') {
+      for (const auto& [tag, value] : tags) {
+        const std::size_t n = std::strlen(tag);
+        if (text.compare(i, n, tag) == 0) {
+          out += value;
+          i += n;
+          replaced = true;
+          break;
+        }
+      }
+    }
+    if (!replaced) out += text[i++];
+  }
+  for (char& c : out) {
+    if (c == '\\') c = '/';
+  }
+  return out;
+}
+
+bool TVelaEnvironment::isDefaultMode() { return state().defaultMode; }
+
+std::string TVelaEnvironment::version() { return state().version; }
+
+// ---- Settings and hooks ----
+
+void TVelaEnvironment::setVersion(const std::string& version) { state().version = version; }
+
+void TVelaEnvironment::setDefaultMode(bool on) { state().defaultMode = on; }
+
+void TVelaEnvironment::setAsker(Tasker asker) { state().asker = std::move(asker); }
+
+void TVelaEnvironment::setReporter(Treporter reporter) { state().reporter = std::move(reporter); }
+
+void TVelaEnvironment::resetState() {
+  Tstate& s = state();
+  Tstate fresh;
+  fresh.asker = std::move(s.asker);
+  fresh.reporter = std::move(s.reporter);
+  s = std::move(fresh);
+}

@@ -1,14 +1,21 @@
 // vela-info: shows what velacore knows about itself and the machine it runs on.
 //
 //   vela-info            the library's version, build and the host facts
+//   vela-info env [INSTALLATION [USER_DIR]]
+//                        runs the start-up environment set-up and shows what it did
 //   vela-info --help     the subcommands
 #include <velacore/base/TbuildInfo.h>
+#include <velacore/environment/TVelaEnvironment.h>
+#include <velacore/environment/VelaEnv.h>
 #include <velacore/memory/TmappedMemory.h>
+#include <velacore/platform/TplatformLocations.h>
 #include <velacore/platform/TplatformMemory.h>
 #include <velacore/platform/TplatformSystem.h>
 
 #include <cstdio>
 #include <cstring>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -32,9 +39,92 @@ int showLibrary() {
   return 0;
 }
 
+// ---- env ----
+
+// Every assignment start-up made, in order; a later one replaces an earlier one of its name.
+std::vector<std::string> gAssignments;
+
+void recordAssignment(const char* text) {
+  const std::string name(text, std::strcspn(text, "="));
+  for (std::string& a : gAssignments) {
+    if (a.compare(0, name.size() + 1, name + "=") == 0) {
+      a = text;
+      return;
+    }
+  }
+  gAssignments.emplace_back(text);
+}
+
+// The demo installation: "examples" in the working folder or beside one of the folders above
+// the program (the program normally sits in <source>/build*/tools/vela-info).
+std::string findDemo(const char* argv0) {
+  namespace pf = vela::platform;
+  const std::string cwd = pf::currentFolder();
+  std::string dir = argv0 != nullptr ? argv0 : "";
+  if (!dir.empty() && dir[0] != '/') dir = cwd + "/" + dir;
+  std::vector<std::string> bases{cwd};
+  for (std::size_t slash = dir.rfind('/'); slash != std::string::npos && slash > 0;
+       slash = dir.rfind('/', slash - 1)) {
+    bases.push_back(dir.substr(0, slash));
+  }
+  for (const std::string& base : bases) {
+    if (pf::isFolder(base + "/examples/install") && pf::isFolder(base + "/examples/user")) {
+      return base + "/examples";
+    }
+  }
+  return std::string();
+}
+
+void putEnv(const char* name, const std::string& value) {
+  (void)VelaPutEnv((std::string(name) + "=" + value).c_str());
+}
+
+int showEnvironment(int argc, char** argv) {
+  namespace pf = vela::platform;
+  if (argc > 2) {
+    putEnv("VELA_LOCATION", argv[2]);
+    if (argc > 3) putEnv("VELA_APP_DIR", argv[3]);
+  } else {
+    const std::string demo = findDemo(argv[0]);
+    if (demo.empty()) {
+      std::fputs("vela-info: no installation given and no demo installation (examples/) found\n",
+                 stderr);
+      return 1;
+    }
+    std::printf("demo installation: %s\n", demo.c_str());
+    putEnv("VELA_LOCATION", demo + "/install");
+    putEnv("VELA_APP_DIR", demo + "/user");
+    (void)VelaUnsetEnv("VELA_ENV_DIR");
+  }
+  VelaSetModifyEnvCallbacks(&recordAssignment, nullptr);  // also hands over the two above
+  if (!TVelaEnvironment::initializeVelaEnvironment()) {
+    std::fputs("vela-info: no valid installation folder\n", stderr);
+    return 1;
+  }
+  VelaSetModifyEnvCallbacks(nullptr, nullptr);
+
+  std::printf("environment file: %s\n", TVelaEnvironment::velaEnvFileLocation().c_str());
+  std::printf("default mode: %s\n", TVelaEnvironment::isDefaultMode() ? "yes" : "no");
+  std::printf("\nvariables set or merged:\n");
+  for (const std::string& a : gAssignments) std::printf("  %s\n", a.c_str());
+  std::printf("\nsearch paths (entries marked * do not exist):\n");
+  for (const char* name : TVelaEnvironment::kPathVariables) {
+    const std::vector<std::string> entries = TVelaEnvironment::splitPath(VelaGetEnv(name));
+    std::printf("  %s (%zu)\n", name, entries.size());
+    for (const std::string& e : entries) {
+      std::printf("  %c %s\n", pf::isFolder(e) ? ' ' : '*', e.c_str());
+    }
+  }
+  return 0;
+}
+
 void usage(std::FILE* out) {
   std::fputs("usage: vela-info [command]\n"
              "  (none)   library version, build type and host facts\n"
+             "  env [INSTALLATION [USER_DIR]]\n"
+             "           run the start-up environment set-up (on the demo installation in\n"
+             "           examples/ when no installation is given) and show the variables it\n"
+             "           set and every search-path entry\n"
              "  --help   this text\n",
              out);
 }
@@ -48,6 +138,7 @@ int main(int argc, char** argv) {
     usage(stdout);
     return 0;
   }
+  if (std::strcmp(command, "env") == 0 && argc <= 4) return showEnvironment(argc, argv);
   std::fprintf(stderr, "vela-info: unknown command '%s'\n", command);
   usage(stderr);
   return 2;

@@ -1,0 +1,186 @@
+// Compact arenas: search order, shift or divide, empty pages, cross-arena release, a randomized
+// run against a shadow set, and two threads on one TmtCompactArena.
+#include "TestAllocators.h"
+
+#include <velacore/memory/TcompactArena.h>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <set>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+namespace {
+
+class TcompactArenaTest : public ::testing::Test {
+ protected:
+  TcountingAllocator fPages;
+};
+
+}  // namespace
+
+TEST_F(TcompactArenaTest, GeometryShiftOrDivide) {
+  TcompactArena shifted(32, 4096, fPages, "Shift");
+  EXPECT_EQ(shifted.blockSize(), 32u);
+  EXPECT_EQ(shifted.shift(), 5u);
+  EXPECT_EQ(shifted.numBlocksPerPage(), (4096u - 96u) / 32u);
+  TcompactArena divided(20, 4096, fPages, "Divide");  // raised to 24: not a power of two
+  EXPECT_EQ(divided.blockSize(), 24u);
+  EXPECT_EQ(divided.shift(), 0u);
+  // Both ways find the same indices for the same hand-out order.
+  for (TcompactArena* arena : {&shifted, &divided}) {
+    std::vector<void*> blocks;
+    for (int i = 0; i < 70; ++i) blocks.push_back(arena->allocate());
+    for (void* p : blocks) {
+      const long index = arena->indexOf(p);
+      ASSERT_GE(index, 0);
+      EXPECT_EQ(static_cast<const char*>(p) - static_cast<const char*>(blocks[7]),
+                (index - 0) * static_cast<long>(arena->blockSize()));
+    }
+    for (void* p : blocks) EXPECT_TRUE(arena->deallocate(p));
+    EXPECT_EQ(arena->checkConsistency(), 0);
+  }
+}
+
+TEST_F(TcompactArenaTest, FreshPageHandsOutBytesFromTheTopBitDown) {
+  TcompactArena arena(32, 96 + 32 * 70, fPages, "Order");
+  ASSERT_EQ(arena.numBlocksPerPage(), 70u);  // two full words and a partial word of 6
+  std::vector<long> order;
+  for (int i = 0; i < 70; ++i) order.push_back(arena.indexOf(arena.allocate()));
+  const std::vector<long> firstEight(order.begin(), order.begin() + 8);
+  EXPECT_EQ(firstEight, (std::vector<long>{7, 6, 5, 4, 3, 2, 1, 0}));
+  EXPECT_EQ(order[8], 15);
+  EXPECT_EQ(order[31], 24);
+  EXPECT_EQ(order[32], 39);
+  // The trailing partial word is filled from bit 0 upward.
+  EXPECT_EQ(std::vector<long>(order.begin() + 64, order.end()), (std::vector<long>{64, 65, 66, 67, 68, 69}));
+  EXPECT_EQ(std::set<long>(order.begin(), order.end()).size(), 70u);
+  // A freed slot in the middle is found by the search once the hint runs out.
+  void* any = arena.allocate();  // a second page
+  EXPECT_EQ(fPages.fAllocations, 2);
+  EXPECT_TRUE(arena.deallocate(any));
+  EXPECT_EQ(fPages.fReleases, 0) << "an emptied page is kept";
+  arena.reset();
+  EXPECT_TRUE(fPages.fLive.empty());
+}
+
+TEST_F(TcompactArenaTest, EmptyPagesAreSavedAndTheOlderOneReturned) {
+  TcompactArena arena(64, 96 + 64 * 4, fPages, "Empty");
+  void* blocks[8];
+  for (void*& p : blocks) p = arena.allocate();
+  EXPECT_EQ(fPages.fAllocations, 2);
+  EXPECT_EQ(arena.allocatedMemory(), 8 * 64);
+  for (int i = 0; i < 4; ++i) EXPECT_TRUE(arena.deallocate(blocks[i]));
+  EXPECT_EQ(fPages.fReleases, 0);
+  EXPECT_TRUE(arena.canFreeMemory());
+  for (int i = 4; i < 8; ++i) EXPECT_TRUE(arena.deallocate(blocks[i]));
+  EXPECT_EQ(fPages.fReleases, 1);
+  arena.preAllocate(4);  // reuses the saved page
+  EXPECT_EQ(fPages.fAllocations, 2);
+  EXPECT_EQ(arena.checkConsistency(), 0);
+  TcompactArena::purge();
+  EXPECT_EQ(arena.allocatedMemory(), 0);
+}
+
+TEST_F(TcompactArenaTest, StrayBlocksFindTheirOwnerOrGoToFree) {
+  static const char* const kName = "Edges";
+  TcompactArena owner(32, 4096, fPages, kName);
+  TcompactArena sibling(32, 4096, fPages, kName);
+  TcompactArena stranger(32, 4096, fPages, "Other");
+  void* p = owner.allocate();
+  void* q = stranger.allocate();
+  EXPECT_TRUE(sibling.deallocate(p)) << "released by the arena of the same name that owns it";
+  EXPECT_EQ(owner.allocatedMemory(), 0);
+  // A heap block that no arena owns ends in free() with a false answer.
+  EXPECT_FALSE(sibling.deallocate(std::malloc(32)));
+  EXPECT_TRUE(sibling.deallocate(nullptr));
+  EXPECT_TRUE(stranger.deallocate(q));
+  EXPECT_EQ(owner.checkConsistency() + sibling.checkConsistency() + stranger.checkConsistency(), 0);
+  std::ostringstream out;
+  TcompactArena::debug(out);
+  EXPECT_NE(out.str().find("\"Edges\""), std::string::npos);
+}
+
+TEST_F(TcompactArenaTest, BadPointersDoNotCorruptThePage) {
+#ifdef NDEBUG
+  TcompactArena arena(32, 4096, fPages, "Bad");
+  auto* a = static_cast<char*>(arena.allocate());
+  void* b = arena.allocate();
+  ::testing::internal::CaptureStderr();
+  EXPECT_TRUE(arena.deallocate(a + 8));  // inside a block: refused
+  EXPECT_TRUE(arena.deallocate(b));
+  EXPECT_TRUE(arena.deallocate(b));      // twice: the second is ignored
+  const std::string err = ::testing::internal::GetCapturedStderr();
+  EXPECT_NE(err.find("not the start of a block"), std::string::npos);
+  EXPECT_NE(err.find("released already"), std::string::npos);
+  EXPECT_EQ(arena.allocatedMemory(), 32);
+  EXPECT_EQ(arena.checkConsistency(), 0);
+  arena.deallocate(a);
+#else
+  GTEST_SKIP() << "debug builds assert on these";
+#endif
+}
+
+TEST_F(TcompactArenaTest, RandomizedStressAgainstAShadowSet) {
+  TcompactArena arena(40, 96 + 40 * 100, fPages, "Stress");
+  std::vector<std::pair<void*, unsigned>> live;
+  std::set<void*> addresses;
+  std::mt19937 rng(3);
+  for (unsigned step = 0; step < 40000; ++step) {
+    if (live.empty() || rng() % 100 < 52) {
+      void* p = arena.allocate(40);
+      ASSERT_TRUE(addresses.insert(p).second) << "block handed out twice";
+      std::memset(p, static_cast<int>(step & 0xFF), 40);
+      live.emplace_back(p, step & 0xFF);
+    } else {
+      const std::size_t i = rng() % live.size();
+      const auto* bytes = static_cast<const unsigned char*>(live[i].first);
+      for (int k = 0; k < 40; ++k) ASSERT_EQ(bytes[k], live[i].second) << "step " << step;
+      ASSERT_TRUE(arena.deallocate(live[i].first));
+      addresses.erase(live[i].first);
+      live[i] = live.back();
+      live.pop_back();
+    }
+    if (step % 2000 == 0) {
+      ASSERT_EQ(arena.checkConsistency(), 0) << "step " << step;
+    }
+  }
+  EXPECT_EQ(arena.allocatedMemory(), static_cast<std::int64_t>(live.size() * 40));
+  EXPECT_LE(arena.footPrint(), (live.size() / 100 + 60) * (96 + 16 + 4000));
+  for (auto& b : live) EXPECT_TRUE(arena.deallocate(b.first));
+  EXPECT_EQ(arena.checkConsistency(), 0);
+}
+
+TEST_F(TcompactArenaTest, TwoThreadsShareOneMtArena) {
+  int inUse = 0;
+  TmtCompactArena arena(32, 4096, TmallocAllocator::mallocAllocator(), "SharedEdges", &inUse);
+  const auto work = [&](int id) {
+    std::mt19937 rng(id);
+    std::vector<void*> mine;
+    for (int step = 0; step < 30000; ++step) {
+      if (mine.empty() || rng() % 2) {
+        void* p = arena.allocate();
+        std::memset(p, id, 32);
+        mine.push_back(p);
+      } else {
+        const std::size_t i = rng() % mine.size();
+        const bool intact = static_cast<unsigned char*>(mine[i])[31] == id;
+        ASSERT_TRUE(intact);
+        EXPECT_TRUE(arena.deallocate(mine[i]));
+        mine[i] = mine.back();
+        mine.pop_back();
+      }
+    }
+    for (void* p : mine) arena.deallocate(p);
+  };
+  std::thread a(work, 1);
+  std::thread b(work, 2);
+  a.join();
+  b.join();
+  EXPECT_EQ(inUse, 0);
+  EXPECT_EQ(arena.allocatedMemory(), 0);
+  EXPECT_EQ(arena.checkConsistency(), 0);
+}

@@ -1,0 +1,107 @@
+// Pool caches: the process limit, reuse order, the registry, and two threads on one pool.
+#include "TestAllocators.h"
+
+#include <velacore/memory/TpoolAllocator.h>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <thread>
+#include <vector>
+
+namespace {
+
+class TpoolAllocatorTest : public ::testing::Test {
+ protected:
+  void SetUp() override { TpoolAllocator::sReloadPoolLimit(); }
+  void TearDown() override { TpoolAllocator::sReloadPoolLimit(); }
+};
+
+// Frees `count` fresh blocks into the pool and returns how many it kept.
+std::size_t freeFresh(TpoolAllocator& pool, std::size_t count) {
+  std::vector<void*> blocks(count);
+  for (void*& p : blocks) p = ::operator new(pool.blockBytes());
+  for (void* p : blocks) pool.mpFree(p);
+  return pool.cachedCount();
+}
+
+}  // namespace
+
+TEST_F(TpoolAllocatorTest, CacheGrowsBy1024UntilTheProcessLimit) {
+  TscopedEnv limit("VELA_HW_MAXIMUM_POOL_ALLOCATOR_SIZE", nullptr);
+  TpoolAllocator::sReloadPoolLimit();
+  EXPECT_EQ(TpoolAllocator::sPoolLimit(), 8388608u);
+  TpoolAllocator pool(8192);
+  EXPECT_EQ(pool.blockBytes(), 8192u);
+  EXPECT_EQ(freeFresh(pool, 1024), 1024u);
+  EXPECT_EQ(pool.capacity(), 1024u);
+  // 8192 x 1024 is exactly the limit, not above it: the list grows once more.
+  EXPECT_EQ(freeFresh(pool, 1), 1025u);
+  EXPECT_EQ(pool.capacity(), 2048u);
+  EXPECT_EQ(freeFresh(pool, 1100), 2048u) << "blocks beyond 2048 go back to the heap";
+  EXPECT_EQ(pool.capacity(), 2048u);
+  TpoolAllocator::resetAllPools();
+  EXPECT_EQ(pool.cachedCount(), 0u);
+  EXPECT_EQ(pool.capacity(), 0u);
+}
+
+TEST_F(TpoolAllocatorTest, LimitComesFromTheEnvironmentInMegabytes) {
+  {
+    TscopedEnv limit("VELA_HW_MAXIMUM_POOL_ALLOCATOR_SIZE", "16");
+    TpoolAllocator::sReloadPoolLimit();
+    EXPECT_EQ(TpoolAllocator::sPoolLimit(), 16u << 20);
+    TpoolAllocator pool(8192);
+    EXPECT_EQ(freeFresh(pool, 2049), 2049u);
+    EXPECT_EQ(pool.capacity(), 3072u);
+  }
+  for (const char* value : {"0", "junk", "-3"}) {
+    TscopedEnv limit("VELA_HW_MAXIMUM_POOL_ALLOCATOR_SIZE", value);
+    TpoolAllocator::sReloadPoolLimit();
+    EXPECT_EQ(TpoolAllocator::sPoolLimit(), 8388608u) << value;
+  }
+}
+
+TEST_F(TpoolAllocatorTest, ReusesTheLastFreedBlockFirst) {
+  TpoolAllocator pool(13);
+  EXPECT_EQ(pool.blockBytes(), 16u);
+  void* a = pool.mpAlloc();
+  void* b = pool.mpAlloc();
+  std::memset(a, 1, 16);
+  pool.mpFree(a);
+  pool.mpFree(b);
+  pool.mpFree(nullptr);
+  EXPECT_EQ(pool.mpAlloc(), b);
+  EXPECT_EQ(pool.mpAlloc(), a);
+  EXPECT_EQ(pool.cachedCount(), 0u);
+  pool.mpFree(a);
+  pool.mpFree(b);
+}
+
+TEST_F(TpoolAllocatorTest, TwoThreadsShareOnePool) {
+  TpoolAllocator pool(48);
+  std::vector<void*> passed;
+  const auto work = [&pool](int id, std::vector<void*>* keep) {
+    std::vector<void*> mine;
+    for (int step = 0; step < 50000; ++step) {
+      if (mine.size() < 8 || step % 3 != 0) {
+        auto* p = static_cast<unsigned char*>(pool.mpAlloc());
+        std::memset(p, id, 48);
+        mine.push_back(p);
+      }
+      if (mine.size() > 64 || step % 2 == 0) {
+        ASSERT_EQ(static_cast<unsigned char*>(mine.back())[47], id) << "block shared by two owners";
+        pool.mpFree(mine.back());
+        mine.pop_back();
+      }
+    }
+    if (keep != nullptr) *keep = mine; else for (void* p : mine) pool.mpFree(p);
+  };
+  std::thread a(work, 1, &passed);
+  std::thread b(work, 2, nullptr);
+  a.join();
+  b.join();
+  for (void* p : passed) pool.mpFree(p);  // freed by another thread than the one that took them
+  std::thread reset([] { TpoolAllocator::resetAllPools(); });
+  reset.join();
+  EXPECT_EQ(pool.cachedCount(), 0u);
+}

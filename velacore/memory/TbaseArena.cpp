@@ -1,0 +1,240 @@
+#include <velacore/memory/TbaseArena.h>
+
+#include <velacore/base/TmtCriticalSection.h>
+#include <velacore/environment/VelaEnv.h>
+#include <velacore/memory/Tallocator.h>
+#include <velacore/memory/TcompactArena.h>
+#include <velacore/memory/TfixedArena.h>
+#include <velacore/memory/TstackArena.h>
+#include <velacore/memory/TvariantArena.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <new>
+#include <ostream>
+
+namespace {
+
+// ---- PURIFY ----
+
+std::atomic<int> gPurify{-1};
+
+constexpr std::uint64_t kPurifyMagic = 0x5655524950414c45ULL;  // arbitrary, unlikely in data
+
+struct alignas(16) TpureHeader {
+  std::uint64_t magic;
+  std::size_t size;
+};
+
+// ---- registry ----
+
+struct TregistryEntry {
+  TbaseArena* arena;
+  TbaseArena::TpageType type;
+};
+
+struct Tregistry {
+  TmtCriticalSection lock;
+  TregistryEntry* entries = nullptr;
+  std::size_t count = 0;
+};
+
+Tregistry& registry() {
+  static Tregistry* sRegistry = new Tregistry();
+  return *sRegistry;
+}
+
+void enter(TbaseArena* arena, TbaseArena::TpageType type) {
+  Tregistry& r = registry();
+  TmtScopedLock guard(r.lock);
+  // One entry at a time: arenas are few and long-lived.
+  auto* grown = static_cast<TregistryEntry*>(std::realloc(r.entries, (r.count + 1) * sizeof(TregistryEntry)));
+  if (grown == nullptr) throw std::bad_alloc();
+  r.entries = grown;
+  r.entries[r.count++] = {arena, type};
+}
+
+void leave(TbaseArena* arena) {
+  Tregistry& r = registry();
+  TmtScopedLock guard(r.lock);
+  for (std::size_t i = 0; i < r.count; ++i) {
+    if (r.entries[i].arena == arena) {
+      r.entries[i] = r.entries[--r.count];
+      return;
+    }
+  }
+}
+
+}  // namespace
+
+// ---- TpureArena ----
+
+TpureArena::~TpureArena() = default;
+
+bool TpureArena::usePurify() {
+  int value = gPurify.load(std::memory_order_relaxed);
+  if (value < 0) {
+    value = VelaGetEnv("PURIFY") != nullptr ? 1 : 0;
+    gPurify.store(value, std::memory_order_relaxed);
+  }
+  return value != 0;
+}
+
+void TpureArena::sReloadPurify() { gPurify.store(VelaGetEnv("PURIFY") != nullptr ? 1 : 0); }
+
+void* TpureArena::purifyAllocate(std::size_t size) {
+  if (size > SIZE_MAX - sizeof(TpureHeader)) return nullptr;
+  auto* header = static_cast<TpureHeader*>(std::malloc(sizeof(TpureHeader) + size));
+  if (header == nullptr) return nullptr;
+  header->magic = kPurifyMagic;
+  header->size = size;
+  return header + 1;
+}
+
+void TpureArena::purifyDeallocate(void* p) {
+  if (p == nullptr) return;
+  TpureHeader* header = static_cast<TpureHeader*>(p) - 1;
+  if (header->magic != kPurifyMagic) {
+    std::fputs("TpureArena::deallocate() Bad magic number in malloc'ed block\n", stderr);
+    std::abort();
+  }
+  header->magic = 0;  // a second release of the same block now aborts too
+  std::free(header);
+}
+
+// ---- TbaseArena ----
+
+TbaseArena::TbaseArena(Tallocator& allocator, const char* name, TpageType type)
+    : fAllocator(allocator), fName(name), fPageType(type) {
+  enter(this, type);
+}
+
+TbaseArena::~TbaseArena() {
+  leave(this);
+  // The derived destructors returned their pages; anything left is a fault of ours.
+}
+
+TbaseArena::TpageLinks* TbaseArena::newPage(std::size_t bytes) {
+  bytes = (bytes + 7) & ~std::size_t(7);
+  auto* page = static_cast<TpageLinks*>(fAllocator.allocate(bytes, fName));
+  if (page == nullptr) return nullptr;
+  page->arena = this;
+  page->prev = nullptr;
+  page->next = nullptr;
+  fFootPrint += bytes;
+  linkPage(page);
+  return page;
+}
+
+void TbaseArena::linkPage(TpageLinks* page) {
+  page->prev = nullptr;
+  page->next = fPages;
+  if (fPages != nullptr) fPages->prev = page;
+  fPages = page;
+}
+
+void TbaseArena::unlinkPage(TpageLinks* page) {
+  if (page->prev != nullptr)
+    page->prev->next = page->next;
+  else
+    fPages = page->next;
+  if (page->next != nullptr) page->next->prev = page->prev;
+  page->prev = page->next = nullptr;
+}
+
+void TbaseArena::releasePage(TpageLinks* page, std::size_t bytes) {
+  bytes = (bytes + 7) & ~std::size_t(7);
+  fFootPrint -= bytes;
+  fAllocator.free(page, bytes);
+}
+
+void TbaseArena::savePage(TpageLinks* page, std::size_t bytes) {
+  if (fSavedPage != nullptr) releasePage(fSavedPage, fSavedPageBytes);
+  fSavedPage = page;
+  fSavedPageBytes = (bytes + 7) & ~std::size_t(7);
+}
+
+TbaseArena::TpageLinks* TbaseArena::takeSavedPage(std::size_t& bytes) {
+  TpageLinks* page = fSavedPage;
+  bytes = fSavedPageBytes;
+  fSavedPage = nullptr;
+  fSavedPageBytes = 0;
+  return page;
+}
+
+void TbaseArena::releaseAllPages(std::size_t (*bytesOf)(const TbaseArena*, const TpageLinks*)) {
+  while (fPages != nullptr) {
+    TpageLinks* page = fPages;
+    fPages = page->next;
+    releasePage(page, bytesOf(this, page));
+  }
+  std::size_t bytes = 0;
+  if (TpageLinks* saved = takeSavedPage(bytes)) releasePage(saved, bytes);
+}
+
+std::int64_t TbaseArena::allocatedMemory() const {
+  switch (fPageType) {
+    case kVariantPage: return static_cast<const TvariantArena*>(this)->allocatedMemory();
+    case kCompactPage: return static_cast<const TcompactArena*>(this)->allocatedMemory();
+    case kFixedPage: return static_cast<const TfixedArena*>(this)->allocatedMemory();
+    case kStackPage: return static_cast<const TstackArena*>(this)->allocatedMemory();
+    case kUnknownPage: break;
+  }
+  return 0;
+}
+
+bool TbaseArena::canFreeMemory() const {
+  switch (fPageType) {
+    case kVariantPage: return static_cast<const TvariantArena*>(this)->canFreeMemory();
+    case kCompactPage: return static_cast<const TcompactArena*>(this)->canFreeMemory();
+    default: return fSavedPage != nullptr;
+  }
+}
+
+void TbaseArena::reset() {
+  switch (fPageType) {
+    case kVariantPage: static_cast<TvariantArena*>(this)->reset(); break;
+    case kCompactPage: static_cast<TcompactArena*>(this)->reset(); break;
+    case kFixedPage: static_cast<TfixedArena*>(this)->reset(); break;
+    case kStackPage: static_cast<TstackArena*>(this)->reset(); break;
+    case kUnknownPage: break;
+  }
+}
+
+void TbaseArena::debug(std::ostream& out) const {
+  switch (fPageType) {
+    case kVariantPage: static_cast<const TvariantArena*>(this)->debug(out); break;
+    default:
+      out << "arena \"" << (fName ? fName : "") << "\" kind " << fPageType << ": footprint "
+          << fFootPrint << ", " << allocatedMemory() << " bytes in use\n";
+  }
+}
+
+void TbaseArena::sForEachArena(void (*visit)(TbaseArena*, TpageType, void*), void* context) {
+  Tregistry& r = registry();
+  TmtScopedLock guard(r.lock);
+  for (std::size_t i = 0; i < r.count; ++i) visit(r.entries[i].arena, r.entries[i].type, context);
+}
+
+bool TbaseArena::sIsRegistered(const TbaseArena* arena) {
+  Tregistry& r = registry();
+  TmtScopedLock guard(r.lock);
+  for (std::size_t i = 0; i < r.count; ++i)
+    if (r.entries[i].arena == arena) return true;
+  return false;
+}
+
+void TbaseArena::sPrintArenas(std::ostream& out) {
+  sForEachArena(
+      [](TbaseArena* arena, TpageType type, void* context) {
+        *static_cast<std::ostream*>(context)
+            << (arena->name() ? arena->name() : "(unnamed)") << " kind " << type << ": footprint "
+            << arena->footPrint() << " bytes, " << arena->allocatedMemory() << " in use\n";
+      },
+      &out);
+}
+
+// ---- TheapArena ----
+
+TheapArena::~TheapArena() = default;

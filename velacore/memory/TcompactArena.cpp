@@ -1,0 +1,367 @@
+#include <velacore/memory/TcompactArena.h>
+
+#include <velacore/memory/Tallocator.h>
+#include <velacore/memory/internal/TarenaGuard.h>
+#include <velacore/memory/internal/TmemoryReport.h>
+
+#include <cassert>
+#include <cstdlib>
+#include <cstring>
+#include <ostream>
+
+using vela::memory_internal::TarenaGuard;
+using vela::memory_internal::reportError;
+
+// Page header. The bit words follow it (rounded to 16 bytes), then the blocks.
+struct TcompactArena::TcompactPage {
+  TpageLinks links;
+  std::size_t inUse;
+  std::size_t capacity;
+  std::size_t hint;  // the slot after the last one handed out, in search order
+  char* first;
+  char* end;
+  std::size_t cursor;  // the word where the last search succeeded
+  std::uint32_t* bits;
+  std::size_t partialBits;  // blocks in the trailing partial word
+  std::size_t reserved;
+
+  std::size_t fullWords() const { return capacity / 32; }
+  std::size_t words() const { return (capacity + 31) / 32; }
+  bool isSet(std::size_t i) const { return (bits[i >> 5] >> (i & 31)) & 1; }
+
+  // The first slot of the search order: bit 7 of a full word, or bit 0 of a lone partial word.
+  std::size_t firstSlot() const { return fullWords() > 0 ? 7 : 0; }
+
+  // The slot that follows `i` in search order: within a full word byte by byte from the low
+  // byte, each byte from bit 7 down; the trailing partial word from bit 0 up.
+  std::size_t nextSlot(std::size_t i) const {
+    const std::size_t word = i >> 5;
+    if (word >= fullWords()) return i + 1;  // partial word; capacity means none
+    if ((i & 7) != 0) return i - 1;
+    const std::size_t byte = (i & 31) >> 3;
+    if (byte < 3) return word * 32 + (byte + 1) * 8 + 7;
+    if (word + 1 < fullWords()) return (word + 1) * 32 + 7;
+    return (word + 1) * 32;  // the partial word's bit 0, or capacity
+  }
+};
+
+namespace {
+
+std::size_t bitBytes(std::size_t capacity) { return ((capacity + 31) / 32 * 4 + 15) & ~std::size_t(15); }
+
+}  // namespace
+
+TcompactArena::TcompactArena(std::size_t blockSize, std::size_t pageSize, Tallocator& allocator,
+                             const char* name)
+    : TbaseArena(allocator, name, kCompactPage),
+      fBlockSize(blockSize < 8 ? 8 : (blockSize + 7) & ~std::size_t(7)) {
+  static_assert(sizeof(TcompactPage) == kPageHeaderBytes);
+  setNumBlocksPerPage(pageSize > kPageHeaderBytes ? (pageSize - kPageHeaderBytes) / fBlockSize : 1);
+  if ((fBlockSize & (fBlockSize - 1)) == 0 && fBlockSize < (std::size_t(1) << 31))
+    fShift = static_cast<unsigned>(__builtin_ctzll(fBlockSize));
+}
+
+TcompactArena::~TcompactArena() { resetLocked(); }
+
+void TcompactArena::setNumBlocksPerPage(std::size_t count) {
+  TarenaGuard guard(fLock);
+  fBlocksPerPage = count == 0 ? 1 : count;
+}
+
+std::size_t TcompactArena::pageBytes() const {
+  return kPageHeaderBytes + bitBytes(fBlocksPerPage) + fBlocksPerPage * fBlockSize;
+}
+
+std::size_t TcompactArena::pageBytesOf(const TbaseArena* arena, const TpageLinks* links) {
+  const auto* page = reinterpret_cast<const TcompactPage*>(links);
+  return kPageHeaderBytes + bitBytes(page->capacity) +
+         page->capacity * static_cast<const TcompactArena*>(arena)->fBlockSize;
+}
+
+TcompactArena::TcompactPage* TcompactArena::makePage() {
+  TcompactPage* page = nullptr;
+  if (fSavedPage != nullptr) {
+    std::size_t bytes = 0;
+    page = reinterpret_cast<TcompactPage*>(takeSavedPage(bytes));
+    linkPage(&page->links);
+  } else {
+    TpageLinks* links = newPage(pageBytes());
+    if (links == nullptr) return nullptr;
+    page = reinterpret_cast<TcompactPage*>(links);
+    page->capacity = fBlocksPerPage;
+    page->partialBits = fBlocksPerPage % 32;
+    page->bits = reinterpret_cast<std::uint32_t*>(reinterpret_cast<char*>(page) + kPageHeaderBytes);
+    page->first = reinterpret_cast<char*>(page->bits) + bitBytes(fBlocksPerPage);
+    page->end = page->first + fBlocksPerPage * fBlockSize;
+    page->reserved = 0;
+  }
+  std::memset(page->bits, 0, page->words() * 4);
+  page->inUse = 0;
+  page->hint = page->firstSlot();
+  page->cursor = 0;
+  return page;
+}
+
+void* TcompactArena::allocateIn(TcompactPage* page) {
+  std::size_t index = page->hint;
+  if (index >= page->capacity || page->isSet(index)) {
+    const std::size_t words = page->words();
+    const std::size_t full = page->fullWords();
+    std::size_t w = page->cursor;
+    for (std::size_t k = 0; k < words; ++k, w = w + 1 == words ? 0 : w + 1) {
+      const std::uint32_t free = ~page->bits[w];
+      if (w < full) {
+        if (free == 0) continue;
+        // The first byte with a clear bit, then its highest clear bit.
+        const unsigned byte = static_cast<unsigned>(__builtin_ctz(free)) >> 3;
+        const unsigned bits = (free >> (byte * 8)) & 0xFF;
+        const unsigned bit = 31u - static_cast<unsigned>(__builtin_clz(bits));
+        index = w * 32 + byte * 8 + bit;
+      } else {
+        const std::uint32_t open = free & ((std::uint32_t(1) << page->partialBits) - 1);
+        if (open == 0) continue;
+        index = w * 32 + static_cast<unsigned>(__builtin_ctz(open));
+      }
+      page->cursor = w;
+      break;
+    }
+    assert(index < page->capacity && !page->isSet(index) && "compact page count out of step");
+  }
+  page->bits[index >> 5] |= std::uint32_t(1) << (index & 31);
+  ++page->inUse;
+  page->hint = page->nextSlot(index);
+  ++fBlocksInUse;
+  if (fInUseCounter != nullptr) ++*fInUseCounter;
+  return page->first + index * fBlockSize;
+}
+
+void* TcompactArena::allocate() {
+  TarenaGuard guard(fLock);
+  return allocateLocked();
+}
+
+void* TcompactArena::allocate(std::size_t) { return allocate(); }
+
+void* TcompactArena::allocate(std::size_t, std::size_t) { return allocate(); }
+
+void* TcompactArena::allocateLocked() {
+  if (usePurify()) {
+    void* p = purifyAllocate(fBlockSize);
+    if (p != nullptr) {
+      ++fBlocksInUse;
+      if (fInUseCounter != nullptr) ++*fInUseCounter;
+    }
+    return p;
+  }
+  if (fCurrent != nullptr && fCurrent->inUse < fCurrent->capacity) return allocateIn(fCurrent);
+  if (!fAllFull) {
+    for (TpageLinks* l = fPages; l != nullptr; l = l->next) {
+      auto* page = reinterpret_cast<TcompactPage*>(l);
+      if (page->inUse < page->capacity) {
+        fCurrent = page;
+        return allocateIn(page);
+      }
+    }
+    fAllFull = true;
+  }
+  TcompactPage* page = makePage();
+  if (page == nullptr) return nullptr;
+  fCurrent = page;
+  return allocateIn(page);
+}
+
+TcompactArena::TcompactPage* TcompactArena::pageOf(const void* p) const {
+  const char* c = static_cast<const char*>(p);
+  if (fCurrent != nullptr && c >= fCurrent->first && c < fCurrent->end) return fCurrent;
+  for (TpageLinks* l = fPages; l != nullptr; l = l->next) {
+    auto* page = reinterpret_cast<TcompactPage*>(l);
+    if (c >= page->first && c < page->end) return page;
+  }
+  return nullptr;
+}
+
+long TcompactArena::indexOf(const void* p) const {
+  TarenaGuard guard(fLock);
+  const TcompactPage* page = pageOf(p);
+  if (page == nullptr) return -1;
+  const auto offset = static_cast<std::size_t>(static_cast<const char*>(p) - page->first);
+  return static_cast<long>(fShift != 0 ? offset >> fShift : offset / fBlockSize);
+}
+
+void TcompactArena::releaseIn(TcompactPage* page, const void* p) {
+  const auto offset = static_cast<std::size_t>(static_cast<const char*>(p) - page->first);
+  const std::size_t index = fShift != 0 ? offset >> fShift : offset / fBlockSize;
+  if (index * fBlockSize != offset) {
+    assert(!"TcompactArena::deallocate: the pointer is inside a block, not at its start");
+    reportError("TcompactArena \"%s\": %p is not the start of a block", name() ? name() : "", p);
+    return;
+  }
+  if (!page->isSet(index)) {
+    assert(!"TcompactArena::deallocate: the block was released already");
+    reportError("TcompactArena \"%s\": block %p was released already", name() ? name() : "", p);
+    return;
+  }
+  page->bits[index >> 5] &= ~(std::uint32_t(1) << (index & 31));
+  --page->inUse;
+  --fBlocksInUse;
+  if (fInUseCounter != nullptr) --*fInUseCounter;
+  fAllFull = false;
+  if (page->inUse == 0) {
+    if (fCurrent == page) fCurrent = nullptr;
+    unlinkPage(&page->links);
+    savePage(&page->links, pageBytesOf(this, &page->links));
+  }
+}
+
+bool TcompactArena::releaseLocal(void* p) {
+  TcompactPage* page = pageOf(p);
+  if (page == nullptr) return false;
+  releaseIn(page, p);
+  return true;
+}
+
+bool TcompactArena::deallocate(void* p) {
+  if (p == nullptr) return true;
+  {
+    TarenaGuard guard(fLock);
+    if (usePurify()) {
+      purifyDeallocate(p);
+      --fBlocksInUse;
+      if (fInUseCounter != nullptr) --*fInUseCounter;
+      return true;
+    }
+    if (releaseLocal(p)) return true;
+  }
+  // Not ours: ask the other compact arenas of the same name, each under its own lock. Our lock is
+  // released first, so two arenas passing blocks to each other cannot deadlock.
+  struct Tsearch {
+    TcompactArena* self;
+    void* block;
+    bool taken;
+  } search{this, p, false};
+  sForEachArena(
+      [](TbaseArena* arena, TpageType type, void* context) {
+        auto* s = static_cast<Tsearch*>(context);
+        if (s->taken || arena == s->self || type != kCompactPage || arena->name() != s->self->name())
+          return;
+        auto* other = static_cast<TcompactArena*>(arena);
+        TarenaGuard guard(other->fLock);
+        s->taken = other->releaseLocal(s->block);
+      },
+      &search);
+  if (search.taken) return true;
+  std::free(p);
+  return false;
+}
+
+void TcompactArena::preAllocate(std::size_t count) {
+  TarenaGuard guard(fLock);
+  if (usePurify()) return;
+  std::size_t room = 0;
+  for (TpageLinks* l = fPages; l != nullptr; l = l->next) {
+    auto* page = reinterpret_cast<TcompactPage*>(l);
+    room += page->capacity - page->inUse;
+  }
+  while (room < count) {
+    TcompactPage* page = makePage();
+    if (page == nullptr) return;
+    room += page->capacity;
+    fAllFull = false;
+  }
+}
+
+void TcompactArena::reset() {
+  TarenaGuard guard(fLock);
+  resetLocked();
+}
+
+void TcompactArena::resetLocked() {
+  releaseAllPages(&pageBytesOf);
+  fCurrent = nullptr;
+  fAllFull = false;
+  if (fInUseCounter != nullptr) *fInUseCounter -= static_cast<int>(fBlocksInUse);
+  fBlocksInUse = 0;
+}
+
+void TcompactArena::purgeLocked() {
+  std::size_t bytes = 0;
+  if (TpageLinks* page = takeSavedPage(bytes)) releasePage(page, bytes);
+}
+
+std::int64_t TcompactArena::allocatedMemory() const {
+  TarenaGuard guard(fLock);
+  return fBlocksInUse * static_cast<std::int64_t>(fBlockSize);
+}
+
+bool TcompactArena::canFreeMemory() const {
+  TarenaGuard guard(fLock);
+  return fSavedPage != nullptr;
+}
+
+int TcompactArena::checkConsistency() const {
+  TarenaGuard guard(fLock);
+  int faults = 0;
+  const auto fault = [&](const char* what, const void* where) {
+    ++faults;
+    reportError("TcompactArena \"%s\": %s at %p", name() ? name() : "", what, where);
+  };
+  std::int64_t inUse = 0;
+  bool currentSeen = fCurrent == nullptr;
+  const TpageLinks* prev = nullptr;
+  for (const TpageLinks* l = fPages; l != nullptr; prev = l, l = l->next) {
+    const auto* page = reinterpret_cast<const TcompactPage*>(l);
+    if (l->arena != this) fault("page owned by another arena", page);
+    if (l->prev != prev) fault("broken page list", page);
+    if (page == fCurrent) currentSeen = true;
+    std::size_t bits = 0;
+    for (std::size_t w = 0; w < page->words(); ++w) bits += static_cast<std::size_t>(__builtin_popcount(page->bits[w]));
+    if (page->partialBits != 0 && (page->bits[page->words() - 1] >> page->partialBits) != 0)
+      fault("bits set beyond the last block", page);
+    if (bits != page->inUse) fault("in-use count does not match the bits", page);
+    if (page->end != page->first + page->capacity * fBlockSize) fault("block area has the wrong size", page);
+    inUse += static_cast<std::int64_t>(page->inUse);
+  }
+  if (!currentSeen) fault("current page is not in the page list", fCurrent);
+  if (!usePurify() && inUse != fBlocksInUse) fault("arena count does not match the pages", this);
+  return faults == 0 ? 0 : -1;
+}
+
+void TcompactArena::purge() {
+  sForEachArena(
+      [](TbaseArena* arena, TpageType type, void*) {
+        if (type != kCompactPage) return;
+        auto* compact = static_cast<TcompactArena*>(arena);
+        TarenaGuard guard(compact->fLock);
+        compact->purgeLocked();
+      },
+      nullptr);
+}
+
+void TcompactArena::debug(std::ostream& out) {
+  sForEachArena(
+      [](TbaseArena* arena, TpageType type, void* context) {
+        if (type != kCompactPage) return;
+        auto* compact = static_cast<TcompactArena*>(arena);
+        *static_cast<std::ostream*>(context)
+            << "TcompactArena \"" << (arena->name() ? arena->name() : "") << "\": block "
+            << compact->blockSize() << " bytes, " << compact->numBlocksPerPage()
+            << " per page, footprint " << arena->footPrint() << ", "
+            << compact->allocatedMemory() << " bytes in use\n";
+      },
+      &out);
+}
+
+TmtCompactArena::TmtCompactArena(std::size_t blockSize, std::size_t pageSize, Tallocator& allocator,
+                                 const char* name, int* inUseCounter)
+    : TcompactArena(blockSize, pageSize, allocator, name) {
+  fInUseCounter = inUseCounter;
+  fLock = &fMutex;
+}
+
+TmtCompactArena::~TmtCompactArena() {
+  {
+    TarenaGuard guard(fLock);
+    resetLocked();
+  }
+  fLock = nullptr;  // the mutex dies before the base destructors run
+}

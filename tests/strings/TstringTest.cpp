@@ -1,0 +1,390 @@
+// Tstring: sharing, the two text forms, comparison, search, splitting, numbers and formatting.
+#include <velacore/strings/Tstring.h>
+
+#include <velacore/strings/TstringArray.h>
+
+#include <gtest/gtest.h>
+
+#include <QString>
+
+#include <cstdio>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+std::vector<std::string> pieces(const TstringArray& a) {
+  std::vector<std::string> out;
+  for (unsigned i = 0; i < a.length(); ++i) out.emplace_back(a[i].asC());
+  return out;
+}
+
+Tstring tf(const char* fmt, ...) {
+  Tstring f(fmt);
+  Tstring out;
+  va_list ap;
+  va_start(ap, fmt);
+  out.tFormatArgList(&f, ap);
+  va_end(ap);
+  return out;
+}
+
+class TstringTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    Tstring::fsPrecision = 6;
+    Tstring::fsFloatClampingOnConversion = true;
+  }
+  void TearDown() override { SetUp(); }
+};
+
+}  // namespace
+
+TEST_F(TstringTest, EmptyFormsAreEquivalentAndOwnNothing) {
+  const Tstring a;
+  const Tstring b(static_cast<const char*>(nullptr));
+  const Tstring c("");
+  const Tstring d("abc", 0);
+  for (const Tstring* s : {&a, &b, &c, &d}) {
+    EXPECT_TRUE(s->isEmpty());
+    EXPECT_EQ(s->refCount(), 0u);
+    EXPECT_STREQ(s->asC(), "");
+    EXPECT_EQ(s->asW()[0], u'\0');
+    EXPECT_EQ(s->length(), 0u);
+    EXPECT_EQ(s->numChars(), 0u);
+    EXPECT_TRUE(*s == "");
+    EXPECT_TRUE(*s == static_cast<const char*>(nullptr));
+    EXPECT_FALSE(*s != static_cast<const char*>(nullptr));
+    EXPECT_FALSE(*s < static_cast<const char*>(nullptr));
+    EXPECT_EQ(*s, a);
+    EXPECT_EQ(s->compare(a), 0);
+  }
+  EXPECT_EQ(sizeof(Tstring), sizeof(void*));
+  // An allocated but emptied body is still "empty" for every query.
+  Tstring e("x");
+  e.clear();
+  EXPECT_EQ(e.refCount(), 1u);
+  EXPECT_TRUE(e.isEmpty());
+  EXPECT_EQ(e, a);
+  EXPECT_EQ(e.compare(Tstring("a")), -1);
+}
+
+TEST_F(TstringTest, CopiesShareUntilWritten) {
+  Tstring a("hello");
+  EXPECT_EQ(a.refCount(), 1u);
+  Tstring b = a;
+  EXPECT_EQ(a.refCount(), 2u);
+  b = b;  // self-assignment keeps the share
+  EXPECT_EQ(b.refCount(), 2u);
+  b.append("x");
+  EXPECT_STREQ(a.asC(), "hello");
+  EXPECT_STREQ(b.asC(), "hellox");
+  EXPECT_EQ(a.refCount(), 1u);
+  EXPECT_EQ(b.refCount(), 1u);
+
+  Tstring c = a;
+  Tstring d = a;
+  c.clear();  // shared: only c becomes empty
+  EXPECT_TRUE(c.isEmpty());
+  EXPECT_EQ(c.refCount(), 0u);
+  EXPECT_STREQ(d.asC(), "hello");
+  EXPECT_EQ(a.refCount(), 2u);
+
+  d.toUpperCase();
+  EXPECT_STREQ(a.asC(), "hello");
+  EXPECT_STREQ(d.asC(), "HELLO");
+
+  Tstring m(std::move(d));
+  EXPECT_TRUE(d.isEmpty());  // NOLINT(bugprone-use-after-move): moved-from is empty
+  EXPECT_STREQ(m.asC(), "HELLO");
+  m.swap(a);
+  EXPECT_STREQ(m.asC(), "hello");
+  EXPECT_STREQ(a.asC(), "HELLO");
+}
+
+TEST_F(TstringTest, SettingFromInsideItself) {
+  Tstring s("abcdef");
+  s.set(s.asC() + 2);
+  EXPECT_STREQ(s.asC(), "cdef");
+  Tstring shared = s;
+  s.set(s.asC() + 1, 2);
+  EXPECT_STREQ(s.asC(), "de");
+  EXPECT_STREQ(shared.asC(), "cdef");
+  s.append(s);
+  EXPECT_STREQ(s.asC(), "dede");
+  s.append(s.asC() + 1, 2);
+  EXPECT_STREQ(s.asC(), "dedeed");
+  s.substring(1, 3, s);
+  EXPECT_STREQ(s.asC(), "ede");
+  s.cFormat("%s|%s", s.asC(), s.asC());
+  EXPECT_STREQ(s.asC(), "ede|ede");
+}
+
+TEST_F(TstringTest, ByteOnlyWorkNeverConvertsToWide) {
+  const uint64_t before = Tstring::sWideConversionCount();
+  Tstring a("alpha");
+  Tstring b = a;
+  b.append(", beta");
+  b += "!";
+  b.catenate(a);
+  Tstring c = a + "x";
+  EXPECT_EQ(b.length(), 17u);
+  EXPECT_STREQ(b.asC(), "alpha, beta!alpha");
+  EXPECT_LT(a.compare(b), 0);
+  EXPECT_FALSE(a == b);
+  EXPECT_TRUE(a == "alpha");
+  EXPECT_NE(a.hash(), b.hash());
+  EXPECT_EQ(a.index('p'), 2);
+  EXPECT_EQ(b.findstr(Tstring("beta")), 7);
+  EXPECT_TRUE(Tstring("12").isInt32());
+  EXPECT_TRUE(a.matches("al*a"));
+  TstringArray parts;
+  b.split(',', parts);
+  EXPECT_EQ(Tstring::sWideConversionCount(), before);
+  EXPECT_EQ(b.numChars(), 17u);  // the first character-level query converts, once
+  EXPECT_EQ(b.at(1), u'l');
+  EXPECT_EQ(Tstring::sWideConversionCount(), before + 1);
+}
+
+TEST_F(TstringTest, WideAndNarrowFormsAgree) {
+  // "a", e-acute (2 bytes), euro (3 bytes), G clef (4 bytes: a surrogate pair).
+  const char* utf8 = "a\xC3\xA9\xE2\x82\xAC\xF0\x9D\x84\x9E" "b";
+  Tstring s(utf8);
+  EXPECT_EQ(s.length(), 11u);
+  EXPECT_EQ(s.numChars(), 6u);
+  EXPECT_EQ(s.last(), 5u);
+  EXPECT_EQ(s.at(3), 0xD834);
+  EXPECT_EQ(s.at(4), 0xDD1E);
+  EXPECT_EQ(s.findMB(u'b'), 5);
+  EXPECT_EQ(s.findstr(Tstring("b")), 5);  // UTF-16 position, not the byte position 10
+  EXPECT_EQ(s.index('b'), 10);
+  EXPECT_FALSE(s.isAscii());
+  EXPECT_TRUE(s.containsMultibyte());
+  Tstring found;
+  EXPECT_TRUE(s.containsMultibyte(found));
+  EXPECT_EQ(found.numChars(), 4u);
+  EXPECT_STREQ(s.substringMB(1, 2).asC(), "\xC3\xA9\xE2\x82\xAC");
+  EXPECT_STREQ(s.substringMB(3, 4).asC(), "\xF0\x9D\x84\x9E");
+
+  Tstring w(u"a\u00E9\u20AC\U0001D11Eb");
+  EXPECT_EQ(w, s);
+  EXPECT_STREQ(w.asC(), utf8);
+  EXPECT_EQ(w.hash(), s.hash());
+  EXPECT_EQ(std::u16string(w.asW()), std::u16string(s.asW()));
+
+  // Against Qt as the reference decoder for random byte soup.
+  std::mt19937 rng(7);
+  for (int round = 0; round < 200; ++round) {
+    std::string bytes(rng() % 40, '\0');
+    for (char& ch : bytes) ch = static_cast<char>(rng() % 3 == 0 ? rng() % 256 : 'a' + rng() % 26);
+    Tstring t(bytes.data(), static_cast<unsigned>(bytes.size()));
+    const QString ref = QString::fromUtf8(bytes.data(), static_cast<int>(bytes.size()));
+    ASSERT_EQ(t.numChars(), static_cast<unsigned>(ref.size()));
+    ASSERT_EQ(0, std::memcmp(t.asW(), ref.utf16(), ref.size() * 2u));
+    ASSERT_EQ(t.length(), bytes.size());  // the bytes themselves are kept
+  }
+}
+
+TEST_F(TstringTest, ComparisonAcrossForms) {
+  const Tstring narrow("abc");
+  const Tstring wide(u"abd");
+  EXPECT_LT(narrow.compare(wide), 0);
+  EXPECT_GT(wide.compare(narrow), 0);
+  EXPECT_EQ(Tstring().compare(Tstring("a")), -1);
+  EXPECT_EQ(Tstring("a").compare(Tstring()), 1);
+  EXPECT_LT(Tstring("ab").compare("abc"), 0);
+  EXPECT_GT(Tstring("\xC3\xA9").compare("z"), 0);  // unsigned bytes
+  EXPECT_TRUE(Tstring("abc") == Tstring(u"abc"));
+  EXPECT_TRUE(Tstring(u"abc") < "abd");
+  EXPECT_TRUE(Tstring("b") >= "a");
+  EXPECT_TRUE(Tstring("b") <= "b");
+  EXPECT_EQ(Tstring("Hello").caseCompare("hELLO"), 0);
+  EXPECT_LT(Tstring("apple").caseCompare("BANANA"), 0);
+  EXPECT_EQ(Tstring("").caseCompare("a"), -1);
+
+  // Differential: byte order of random strings agrees with std::string.
+  std::mt19937 rng(3);
+  for (int i = 0; i < 500; ++i) {
+    std::string x(rng() % 6, 'a');
+    std::string y(rng() % 6, 'a');
+    for (char& ch : x) ch = static_cast<char>('a' + rng() % 3);
+    for (char& ch : y) ch = static_cast<char>('a' + rng() % 3);
+    const int ref = x.compare(y);
+    const int got = Tstring(x.c_str()).compare(Tstring(y.c_str()));
+    ASSERT_EQ(ref < 0, got < 0) << x << " vs " << y;
+    ASSERT_EQ(ref == 0, got == 0) << x << " vs " << y;
+    ASSERT_EQ(ref == 0, Tstring(x.c_str()) == Tstring(y.c_str()));
+  }
+}
+
+TEST_F(TstringTest, SearchFunctions) {
+  const Tstring s("a.b.c");
+  EXPECT_EQ(s.index('.'), 1);
+  EXPECT_EQ(s.index('.', 2), 3);
+  EXPECT_EQ(s.index('.', 99), -1);
+  EXPECT_EQ(s.rindex('.'), 3);
+  EXPECT_EQ(s.rindex('.', 2), 1);
+  EXPECT_EQ(s.findchr('z'), -1);
+  EXPECT_EQ(s.findstr(Tstring("b.c")), 2);
+  EXPECT_EQ(s.findrstr(Tstring(".")), 3);
+  EXPECT_EQ(s.findMB(Tstring("."), 2), 3);
+  EXPECT_EQ(s.rfindMB(u'a'), 0);
+  EXPECT_EQ(s.findAny(Tstring("cb")), 2);
+  EXPECT_EQ(s.rfindAny(Tstring("ab")), 2);
+  EXPECT_TRUE(Tstring("abc").contains(Tstring("xa")));
+  EXPECT_FALSE(Tstring("abc").contains(Tstring("xyz")));
+  EXPECT_TRUE(s.startsWith(Tstring("a.")));
+  EXPECT_TRUE(s.startsWith(Tstring()));
+  EXPECT_FALSE(Tstring().startsWith(Tstring("a")));
+  EXPECT_TRUE(s.endsWith(Tstring(u".c")));
+  EXPECT_FALSE(s.endsWith(Tstring("a.b.c.")));
+}
+
+TEST_F(TstringTest, WildcardMatching) {
+  struct Case {
+    const char* text;
+    const char* pattern;
+    bool match;
+  } cases[] = {
+      {"abc", "abc", true},      {"abc", "a*", true},     {"abc", "*c", true},
+      {"abc", "a?c", true},      {"ac", "a?c", false},    {"", "*", true},
+      {"", "?", false},          {"aXbXc", "a*b*c", true}, {"abcb", "*b", true},
+      {"a*c", "a\\*c", true},    {"abc", "a\\*c", false}, {"abab", "*ab*ab", true},
+      {"mississippi", "m*iss*ppi", true}, {"abc", "ab", false},
+  };
+  for (const Case& c : cases) EXPECT_EQ(Tstring(c.text).matches(c.pattern), c.match) << c.text << " ~ " << c.pattern;
+  EXPECT_TRUE(Tstring("a*").isWildCard());
+  EXPECT_FALSE(Tstring("abc").isWildCard());
+}
+
+TEST_F(TstringTest, Splitting) {
+  TstringArray a;
+  Tstring(",a,,b,").split(',', a);
+  EXPECT_EQ(pieces(a), (std::vector<std::string>{"a", "b"}));
+  TstringArray b;
+  Tstring(",a,,b,").splitWithEmptyStrings(u',', b);
+  EXPECT_EQ(pieces(b), (std::vector<std::string>{"", "a", "", "b"}));
+  TstringArray c;
+  c.addLast(Tstring("kept"));
+  Tstring("whole").split(',', c);
+  Tstring().split(',', c);
+  Tstring(",,").split(',', c);
+  EXPECT_EQ(pieces(c), (std::vector<std::string>{"kept", "whole"}));
+  TstringArray d;
+  Tstring("a b;c  d").splitAny(Tstring(" ;"), d);
+  EXPECT_EQ(pieces(d), (std::vector<std::string>{"a", "b", "c", "d"}));
+  TstringArray e;
+  Tstring(u"x\u00B7y\u00B7\u00B7z").split(u'\u00B7', e);  // a non-ASCII separator
+  EXPECT_EQ(pieces(e), (std::vector<std::string>{"x", "y", "z"}));
+}
+
+TEST_F(TstringTest, IntegerAndDoubleTests) {
+  for (const char* yes : {" -12 ", "7", "+3", "\t42\t", "0001"}) EXPECT_TRUE(Tstring(yes).isInt32()) << yes;
+  for (const char* no : {"12a", "", "+", "1 2", "-", " ", "0x1", "1.0"}) EXPECT_FALSE(Tstring(no).isInt32()) << no;
+  EXPECT_FALSE(Tstring("-1").isUInt32());
+  EXPECT_TRUE(Tstring("+1").isUInt32());
+  for (const char* yes : {"1.", ".5", "-1e+3", " 2.5E-1 ", "1.e5", "3", "+0.0"})
+    EXPECT_TRUE(Tstring(yes).isDouble()) << yes;
+  for (const char* no : {"1. ", "1e", ".", "e5", "", "1.5.", "--1", "1e+", "inf", "0x10", ". 5"})
+    EXPECT_FALSE(Tstring(no).isDouble()) << no;
+  EXPECT_EQ(Tstring("-42").asInt32(), -42);
+  EXPECT_EQ(Tstring("123").asInt16(), 123);
+  EXPECT_EQ(Tstring("4000000000").asUInt32(), 4000000000u);
+  EXPECT_EQ(Tstring("x").asUInt32(), 0u);
+  EXPECT_EQ(Tstring("-9000000000").asIntPtrSz(), -9000000000LL);
+  EXPECT_EQ(Tstring("0x1f").asUIntPtrSz(), 0x1fu);
+  EXPECT_DOUBLE_EQ(Tstring("2.5e3").asDouble(), 2500.0);
+  EXPECT_FLOAT_EQ(Tstring("0.25").asFloat(), 0.25f);
+}
+
+TEST_F(TstringTest, NumberWriting) {
+  Tstring s;
+  EXPECT_STREQ(s.setInt32(-7).asC(), "-7");
+  EXPECT_STREQ(s.setUInt32(4000000000u).asC(), "4000000000");
+  EXPECT_STREQ(s.setInt64(-9000000000LL).asC(), "-9000000000");
+  EXPECT_STREQ(s.setUInt64(18446744073709551615ULL).asC(), "18446744073709551615");
+  EXPECT_STREQ(s.setIntPtrSz(-5).asC(), "-5");
+  EXPECT_STREQ(s.setUIntPtrSz(255).asC(), "0xff");
+  EXPECT_STREQ(s.setUIntPtrSz(0).asC(), "0");
+  EXPECT_STREQ(s.setDouble(0.1).asC(), "0.1");
+  EXPECT_STREQ(s.setDouble(2.50, 3, false).asC(), "2.5");
+  EXPECT_STREQ(s.setDouble(2.0, 3, false).asC(), "2");
+  EXPECT_STREQ(s.setDouble(1e-12).asC(), "0");
+  EXPECT_STREQ(s.setDouble(-1e-12).asC(), "0");
+  EXPECT_STREQ(s.setDouble(1.0 / 0.0).asC(), "infinity");
+  EXPECT_STREQ(s.setDouble(-1.0 / 0.0).asC(), "-infinity");
+  EXPECT_STREQ(s.setDouble(std::nan("")).asC(), "NaN");
+  EXPECT_STREQ(s.setDouble(1234.5678).asC(), "1234.5678");  // 4 + 6 significant digits
+  EXPECT_STREQ(s.setDouble(1234.5678, 2, true).asC(), "1234.57");
+  EXPECT_STREQ(s.setDouble(2.5, -1, true).asC(), "2.5");    // "%lg"
+  EXPECT_STREQ(s.setDouble(2.5, -1, false).asC(), "2.500000");  // "%lf", nothing stripped
+  EXPECT_STREQ(s.setDouble(1e20, 2, true).asC(), "100000000000000000000");
+  Tstring::fsFloatClampingOnConversion = false;
+  EXPECT_STREQ(s.setDouble(0.1, 3, false).asC(), "0.10000000000000001");
+  EXPECT_STREQ(s.setDouble(1e-12, 3, false).asC(), "0.000000000001");  // no clamp
+  Tstring::fsFloatClampingOnConversion = true;
+  EXPECT_STREQ(s.setDouble_NUTI(0.1).asC(), "0.1");
+  EXPECT_STREQ(s.setDouble_NUTI(1e300).asC(), "1e+300");
+  s = "x=";
+  s.catenateDouble(0.5);
+  s.catenateInt32(-3);
+  EXPECT_STREQ(s.asC(), "x=0.5-3");
+
+  // Differential against printf for the significant form.
+  std::mt19937_64 rng(11);
+  std::uniform_real_distribution<double> mant(-10.0, 10.0);
+  for (int i = 0; i < 300; ++i) {
+    const double v = mant(rng) * std::pow(10.0, static_cast<int>(rng() % 30) - 15);
+    const int p = 1 + static_cast<int>(rng() % 10);
+    const double a = std::fabs(v);
+    const int d = a < 1 ? 0 : static_cast<int>(std::floor(std::log10(std::floor(a)))) + 1;
+    char ref[400];
+    if (a <= 1e-10) {
+      std::snprintf(ref, sizeof ref, "0");
+    } else {
+      std::snprintf(ref, sizeof ref, "%.*lg", d + p, v);
+    }
+    ASSERT_STREQ(s.setDouble(v, p, true).asC(), ref) << v << " p=" << p;
+  }
+}
+
+TEST_F(TstringTest, PrintfFormatting) {
+  Tstring s;
+  EXPECT_EQ(s.cFormat("%s-%04d-%.2f", "a", 7, 1.5), 0);
+  EXPECT_STREQ(s.asC(), "a-0007-1.50");
+  std::string big(3000, 'q');
+  s.cFormat("<%s>", big.c_str());
+  EXPECT_EQ(s.length(), 3002u);
+  EXPECT_STREQ(Tstring::cFormatString("%d%%", 50).asC(), "50%");
+  EXPECT_EQ(s.cFormat(nullptr), -1);
+  EXPECT_TRUE(s.isEmpty());
+}
+
+TEST_F(TstringTest, PositionalFormatting) {
+  const Tstring a("a");
+  const Tstring b("b");
+  EXPECT_STREQ(tf("^2s-^1s", &a, &b).asC(), "b-a");
+  EXPECT_STREQ(tf("^^").asC(), "^");
+  EXPECT_STREQ(tf("x^").asC(), "x^");
+  EXPECT_STREQ(tf("^0s^x").asC(), "^0s^x");  // not markers
+  EXPECT_STREQ(tf("^1(3)d", 7).asC(), "007");
+  EXPECT_STREQ(tf("^1d^1d", 4).asC(), "44");
+  EXPECT_STREQ(tf("[^1n^2d]", 99, 5).asC(), "[5]");
+  EXPECT_STREQ(tf("^1l", 1LL << 40).asC(), "1099511627776");
+  EXPECT_STREQ(tf("^1f", 2.5).asC(), "2.5");
+  EXPECT_STREQ(tf("^1(.2)f", 2.5).asC(), " 2.5");
+  EXPECT_STREQ(tf("[^1(6.2)f]", 12.345).asC(), "[ 12.35]");
+  EXPECT_STREQ(tf("[^1(6.1)f]", -0.25).asC(), "[-0.25 ]");
+  EXPECT_STREQ(tf("^1c|^2c", "text", static_cast<const char*>(nullptr)).asC(), "text|");
+  EXPECT_STREQ(tf("^1s!", static_cast<const Tstring*>(nullptr)).asC(), "!");
+  EXPECT_STREQ(tf("^1r", TstringId{"s_TcoreStrings.rOutOfMemory"}).asC(), "out of memory");
+  EXPECT_STREQ(tf("^3d ^1d", 1, 2, 3).asC(), " 1");  // ^2 untyped: reading stops there
+  Tstring out("old");
+  EXPECT_EQ(out.tFormat(nullptr), -1);
+  EXPECT_TRUE(out.isEmpty());
+  Tstring self("<^1s>");
+  self.tFormat(&self, &self);
+  EXPECT_STREQ(self.asC(), "<<^1s>>");
+}

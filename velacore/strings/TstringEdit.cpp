@@ -1,0 +1,426 @@
+// Tstring: editing, escapes, line ends, substitution, path pieces and regular expressions.
+#include <velacore/strings/Tstring.h>
+
+#include <velacore/platform/TplatformRegex.h>
+#include <velacore/strings/internal/TtextObject.h>
+
+#include <QChar>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+namespace {
+
+inline bool isSeparator(char c) { return c == '/' || c == '\\'; }
+
+// Offset of the first byte of the last path piece.
+std::size_t lastPieceStart(const std::string& n) {
+  const std::size_t sep = n.find_last_of("/\\");
+  return sep == std::string::npos ? 0 : sep + 1;
+}
+
+// Offset of the last '.' inside the last path piece, or npos.
+std::size_t extensionDot(const std::string& n) {
+  const std::size_t dot = n.rfind('.');
+  if (dot == std::string::npos || dot < lastPieceStart(n)) return std::string::npos;
+  return dot;
+}
+
+inline bool asciiOnly(const std::string& n) {
+  for (char c : n)
+    if (static_cast<unsigned char>(c) >= 0x80) return false;
+  return true;
+}
+
+inline bool isSpace(char16_t u) { return QChar(u).isSpace(); }
+
+// Appends the escaped form of bytes [p, p + n). Everything escaped is ASCII, so working on the
+// UTF-8 bytes gives the same result as working on UTF-16 units.
+void escapeInto(std::string& out, const char* p, std::size_t n, bool quoted) {
+  out.reserve(out.size() + n + n / 4);
+  for (std::size_t i = 0; i < n; ++i) {
+    const auto c = static_cast<unsigned char>(p[i]);
+    switch (c) {
+      case 7: out += "\\a"; continue;
+      case 8: out += "\\b"; continue;
+      case 9: out += "\\t"; continue;
+      case 10: out += "\\n"; continue;
+      case 11: out += "\\v"; continue;
+      case 12: out += "\\f"; continue;
+      case 13: out += "\\r"; continue;
+      case '\\': out += "\\\\"; continue;
+      default: break;
+    }
+    if (c == '"' && quoted) {
+      out += "\\\"";
+    } else if (c < 32 || c == 127) {
+      char buf[5];
+      std::snprintf(buf, sizeof buf, "\\%03o", c);
+      out += buf;
+    } else {
+      out += static_cast<char>(c);
+    }
+  }
+}
+
+void appendCodePoint(std::string& out, unsigned cp) {
+  if (cp < 0x80) {
+    out += static_cast<char>(cp);
+  } else {
+    out += static_cast<char>(0xC0 | (cp >> 6));
+    out += static_cast<char>(0x80 | (cp & 0x3F));
+  }
+}
+
+inline bool isOctal(char c) { return c >= '0' && c <= '7'; }
+
+}  // namespace
+
+// ---- case and white space ----------------------------------------------------------------
+
+Tstring& Tstring::capitalize() {
+  if (isEmpty()) return *this;
+  const std::string& n = TstringAccess::narrow(*this);
+  if (static_cast<unsigned char>(n[0]) < 0x80) {
+    if (n[0] >= 'a' && n[0] <= 'z') TstringAccess::editNarrow(*this)[0] = static_cast<char>(n[0] - 32);
+    return *this;
+  }
+  QString& w = TstringAccess::editWide(*this);
+  w[0] = w[0].toUpper();
+  return *this;
+}
+
+Tstring& Tstring::toUpperCase() {
+  if (isEmpty()) return *this;
+  TtextObject* t = TstringAccess::text(*this);
+  if (t->narrowValid() && asciiOnly(t->fNarrow)) {
+    for (char& c : TstringAccess::editNarrow(*this))
+      if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 32);
+    return *this;
+  }
+  QString& w = TstringAccess::editWide(*this);
+  w = w.toUpper();
+  return *this;
+}
+
+Tstring& Tstring::toLowerCase() {
+  if (isEmpty()) return *this;
+  TtextObject* t = TstringAccess::text(*this);
+  if (t->narrowValid() && asciiOnly(t->fNarrow)) {
+    for (char& c : TstringAccess::editNarrow(*this))
+      if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + 32);
+    return *this;
+  }
+  QString& w = TstringAccess::editWide(*this);
+  w = w.toLower();
+  return *this;
+}
+
+Tstring& Tstring::removeSpaces() {
+  if (isEmpty()) return *this;
+  const QString& w = TstringAccess::wide(*this);
+  QString out;
+  out.reserve(w.size());
+  for (QChar c : w)
+    if (!c.isSpace()) out += c;
+  if (out.size() != w.size()) TstringAccess::setWide(*this, std::move(out));
+  return *this;
+}
+
+Tstring& Tstring::removeInitialAndFinalSpaces() {
+  if (isEmpty()) return *this;
+  const QString& w = TstringAccess::wide(*this);
+  const char16_t* p = units(w);
+  int b = 0;
+  int e = w.size();
+  while (b < e && isSpace(p[b])) ++b;
+  while (e > b && isSpace(p[e - 1])) --e;
+  if (b != 0 || e != w.size()) TstringAccess::setWide(*this, w.mid(b, e - b));
+  return *this;
+}
+
+Tstring& Tstring::collapseWhiteSpace() {
+  if (isEmpty()) return *this;
+  const QString& w = TstringAccess::wide(*this);
+  QString out;
+  out.reserve(w.size());
+  bool inRun = false;
+  for (QChar c : w) {
+    if (c.isSpace()) {
+      if (!inRun) out += QLatin1Char(' ');
+      inRun = true;
+    } else {
+      out += c;
+      inRun = false;
+    }
+  }
+  if (out != w) TstringAccess::setWide(*this, std::move(out));
+  return *this;
+}
+
+Tstring& Tstring::formatToWidth(unsigned int width) {
+  if (length() <= width || width == 0) return *this;
+  QString w = TstringAccess::wide(*this);
+  char16_t* p = reinterpret_cast<char16_t*>(w.data());
+  const int n = w.size();
+  unsigned int column = 0;
+  int lineStart = 0;
+  for (int i = 0; i < n; ++i) {
+    if (p[i] == u'\n') {
+      column = 0;
+      lineStart = i + 1;
+      continue;
+    }
+    ++column;
+    if (column < width) continue;
+    if (isSpace(p[i])) {
+      p[i] = u'\n';
+      column = 0;
+      lineStart = i + 1;
+    } else if (i + 1 < n && isSpace(p[i + 1])) {
+      p[i + 1] = u'\n';
+      column = 0;
+      lineStart = i + 2;
+      ++i;
+    } else if (i + 1 < n) {
+      int j = i - 1;
+      while (j >= lineStart && !isSpace(p[j])) --j;
+      if (j >= lineStart) {
+        p[j] = u'\n';
+        column = static_cast<unsigned int>(i - j);
+        lineStart = j + 1;
+      } else {
+        // No white space on this line: break at the next one further on.
+        int k = i + 1;
+        while (k < n && !isSpace(p[k]) && p[k] != u'\n') ++k;
+        if (k < n && p[k] != u'\n') p[k] = u'\n';
+        column = 0;
+        lineStart = k + 1;
+        i = k;
+      }
+    }
+  }
+  TstringAccess::setWide(*this, std::move(w));
+  return *this;
+}
+
+Tstring& Tstring::padLeft(unsigned int width, char16_t pad) {
+  const unsigned int n = numChars();
+  if (n >= width) return *this;
+  QString w(static_cast<int>(width - n), QChar(pad));
+  w += TstringAccess::wide(*this);
+  TstringAccess::setWide(*this, std::move(w));
+  return *this;
+}
+
+// ---- substitution ------------------------------------------------------------------------
+
+Tstring& Tstring::substitute(const Tstring& from, const Tstring& to) {
+  return doSubstitute(from, to, true);
+}
+
+Tstring& Tstring::substituteFirst(const Tstring& from, const Tstring& to) {
+  return doSubstitute(from, to, false);
+}
+
+Tstring& Tstring::doSubstitute(const Tstring& from, const Tstring& to, bool all) {
+  if (isEmpty() || from.isEmpty()) return *this;
+  const Tstring f(from);  // either argument may be this very string
+  const Tstring r(to);
+  TtextObject* t = TstringAccess::text(*this);
+  const std::string& needle = TstringAccess::narrow(f);
+  if (t->narrowValid() && asciiOnly(needle)) {
+    // An ASCII needle can only match whole characters of UTF-8 text.
+    const std::string& hay = t->fNarrow;
+    std::size_t pos = hay.find(needle);
+    if (pos == std::string::npos) return *this;
+    const std::string& rep = TstringAccess::narrow(r);
+    std::string out;
+    std::size_t from0 = 0;
+    do {
+      out.append(hay, from0, pos - from0).append(rep);
+      from0 = pos + needle.size();
+      pos = all ? hay.find(needle, from0) : std::string::npos;
+    } while (pos != std::string::npos);
+    out.append(hay, from0, std::string::npos);
+    TstringAccess::setNarrow(*this, out.data(), out.size());
+    return *this;
+  }
+  QString w = TstringAccess::wide(*this);
+  const QString& a = TstringAccess::wide(f);
+  const QString& b = TstringAccess::wide(r);
+  if (all) {
+    w.replace(a, b);
+  } else {
+    const int pos = w.indexOf(a);
+    if (pos < 0) return *this;
+    w.replace(pos, a.size(), b);
+  }
+  TstringAccess::setWide(*this, std::move(w));
+  return *this;
+}
+
+// ---- escapes -----------------------------------------------------------------------------
+
+Tstring& Tstring::encodeEscapeSequences(bool quoted) {
+  if (isEmpty()) return *this;
+  const std::string& n = TstringAccess::narrow(*this);
+  std::string out;
+  escapeInto(out, n.data(), n.size(), quoted);
+  if (out.size() != n.size()) TstringAccess::setNarrow(*this, out.data(), out.size());
+  return *this;
+}
+
+int Tstring::catenateEscapeSequences(const char* bytes, bool quoted) {
+  if (bytes == nullptr || *bytes == '\0') return 0;
+  std::string out;
+  escapeInto(out, bytes, std::strlen(bytes), quoted);
+  return catenate(out.data(), static_cast<unsigned int>(out.size()));
+}
+
+Tstring& Tstring::decodeEscapeSequences() {
+  if (isEmpty()) return *this;
+  const std::string& n = TstringAccess::narrow(*this);
+  if (n.find('\\') == std::string::npos) return *this;
+  std::string out;
+  out.reserve(n.size());
+  for (std::size_t i = 0; i < n.size(); ++i) {
+    if (n[i] != '\\' || i + 1 == n.size()) {
+      out += n[i];
+      continue;
+    }
+    const char e = n[i + 1];
+    char plain = '\0';
+    switch (e) {
+      case 'a': plain = '\a'; break;
+      case 'b': plain = '\b'; break;
+      case 't': plain = '\t'; break;
+      case 'n': plain = '\n'; break;
+      case 'v': plain = '\v'; break;
+      case 'f': plain = '\f'; break;
+      case 'r': plain = '\r'; break;
+      case '\\': plain = '\\'; break;
+      case '"': plain = '"'; break;
+      default: break;
+    }
+    if (plain != '\0') {
+      out += plain;
+      ++i;
+    } else if (i + 3 < n.size() && isOctal(e) && isOctal(n[i + 2]) && isOctal(n[i + 3]) &&
+               e <= '3') {
+      // An octal triple is one UTF-16 unit (at most \377).
+      appendCodePoint(out, static_cast<unsigned>((e - '0') * 64 + (n[i + 2] - '0') * 8 +
+                                                 (n[i + 3] - '0')));
+      i += 3;
+    } else {
+      out += '\\';  // not an escape: kept as written
+    }
+  }
+  TstringAccess::setNarrow(*this, out.data(), out.size());
+  return *this;
+}
+
+Tstring& Tstring::collapseEscapeSequences() { return decodeEscapeSequences(); }
+
+// ---- line ends ---------------------------------------------------------------------------
+
+Tstring& Tstring::clean(Tsystem kind) {
+  if (isEmpty()) return *this;
+  const std::string& n = TstringAccess::narrow(*this);
+  if (n.find_first_of("\r\n") == std::string::npos) return *this;
+  const bool lfSystem = kind == kSystemLinux || kind == kSystemMacOSX;
+  const char* pairEnd = kind == kSystemWindows ? "\r\n" : (lfSystem ? "\n" : "\r");
+  const char* lfEnd = kind == kSystemWindows ? "\r\n" : (kind == kSystemClassicMac ? "\r" : "\n");
+  const char* crEnd = kind == kSystemWindows ? "\r\n" : (lfSystem ? "\n" : "\r");
+  std::string out;
+  out.reserve(n.size() + n.size() / 8);
+  for (std::size_t i = 0; i < n.size(); ++i) {
+    if (n[i] == '\r') {
+      if (i + 1 < n.size() && n[i + 1] == '\n') {
+        out += pairEnd;
+        ++i;
+      } else {
+        out += crEnd;
+      }
+    } else if (n[i] == '\n') {
+      out += lfEnd;
+    } else {
+      out += n[i];
+    }
+  }
+  if (out != n) TstringAccess::setNarrow(*this, out.data(), out.size());
+  return *this;
+}
+
+// ---- path pieces -------------------------------------------------------------------------
+
+Tstring& Tstring::stripExtension() {
+  const std::string& n = TstringAccess::narrow(*this);
+  const std::size_t dot = extensionDot(n);
+  if (dot != std::string::npos) TstringAccess::setNarrow(*this, n.data(), dot);
+  return *this;
+}
+
+Tstring& Tstring::stripPath() {
+  const std::string& n = TstringAccess::narrow(*this);
+  const std::size_t start = lastPieceStart(n);
+  if (start != 0) TstringAccess::setNarrow(*this, n.data() + start, n.size() - start);
+  return *this;
+}
+
+Tstring Tstring::root() const {
+  const std::string& n = TstringAccess::narrow(*this);
+  const std::size_t dot = extensionDot(n);
+  return dot == std::string::npos ? *this : Tstring(n.data(), static_cast<unsigned int>(dot));
+}
+
+Tstring Tstring::root(const Tstring& suffix) const {
+  const std::string& n = TstringAccess::narrow(*this);
+  const std::string& s = TstringAccess::narrow(suffix);
+  if (s.empty() || s.size() > n.size() || n.compare(n.size() - s.size(), s.size(), s) != 0)
+    return *this;
+  std::size_t keep = n.size() - s.size();
+  if (s[0] != '.' && keep > 0 && n[keep - 1] == '.') --keep;  // "scene.ma" minus "ma"
+  return Tstring(n.data(), static_cast<unsigned int>(keep));
+}
+
+Tstring Tstring::extension() const {
+  const std::string& n = TstringAccess::narrow(*this);
+  const std::size_t dot = extensionDot(n);
+  if (dot == std::string::npos) return Tstring();
+  return Tstring(n.data() + dot + 1, static_cast<unsigned int>(n.size() - dot - 1));
+}
+
+Tstring Tstring::baseName() const {
+  const std::string& n = TstringAccess::narrow(*this);
+  const std::size_t start = lastPieceStart(n);
+  return start == 0 ? *this : Tstring(n.data() + start, static_cast<unsigned int>(n.size() - start));
+}
+
+Tstring Tstring::directoryPath() const {
+  const std::string& n = TstringAccess::narrow(*this);
+  return Tstring(n.data(), static_cast<unsigned int>(lastPieceStart(n)));
+}
+
+// ---- regular expressions -----------------------------------------------------------------
+
+bool Tstring::matchesRegexp(const Tstring& pattern, Tstring* g1, Tstring* g2, Tstring* g3,
+                            Tstring* g4, Tstring* g5, Tstring* g6, Tstring* g7, Tstring* g8,
+                            Tstring* g9) const {
+  const std::string whole = "^" + TstringAccess::narrow(pattern) + "$";
+  const std::string text = TstringAccess::narrow(*this);  // a copy: outputs may be this string
+  vela::platform::RegexSpan spans[10];
+  if (!vela::platform::regexMatch(whole.c_str(), text.c_str(), spans, 10)) return false;
+  Tstring* groups[9] = {g1, g2, g3, g4, g5, g6, g7, g8, g9};
+  for (int i = 0; i < 9; ++i) {
+    if (groups[i] == nullptr) continue;
+    const vela::platform::RegexSpan& s = spans[i + 1];
+    if (s.begin < 0)
+      groups[i]->clear();
+    else
+      TstringAccess::setNarrow(*groups[i], text.data() + s.begin,
+                               static_cast<std::size_t>(s.end - s.begin));
+  }
+  return true;
+}

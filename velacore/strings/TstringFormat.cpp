@@ -1,0 +1,436 @@
+// Tstring: numbers to text and back, printf-style and positional formatting.
+#include <velacore/strings/Tstring.h>
+
+#include <velacore/strings/internal/TtextObject.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+template <class T>
+void setInteger(Tstring& s, T value) {
+  char buf[24];
+  const auto r = std::to_chars(buf, buf + sizeof buf, value);
+  TstringAccess::setNarrow(s, buf, static_cast<std::size_t>(r.ptr - buf));
+}
+
+// Number of digits before the decimal point of |value| (0 below 1).
+int integerDigits(double value) {
+  const double a = std::fabs(value);
+  if (!(a >= 1.0) || !std::isfinite(a)) return 0;
+  return static_cast<int>(std::floor(std::log10(std::floor(a)))) + 1;
+}
+
+// Writes `value` as printf's "%.<precision>lf" (fixed) or "%.<precision>lg" (general) would, into
+// `out`; std::to_chars gives the same digits without parsing a format at run time.
+void writeDouble(std::string& out, double value, int precision, bool general) {
+  char stackBuf[400];
+  const std::size_t need = static_cast<std::size_t>(precision) + 330;
+  std::string heap;
+  char* buf = stackBuf;
+  if (need > sizeof stackBuf) {
+    heap.resize(need);
+    buf = heap.data();
+  }
+  const auto r = std::to_chars(buf, buf + need, value,
+                               general ? std::chars_format::general : std::chars_format::fixed,
+                               general && precision == 0 ? 1 : precision);
+  out.assign(buf, static_cast<std::size_t>(r.ptr - buf));
+}
+
+void formatDouble(std::string& out, double value, int precision, bool significant) {
+  if (std::isinf(value)) {
+    out = value > 0 ? "infinity" : "-infinity";
+    return;
+  }
+  if (std::isnan(value)) {
+    out = "NaN";
+    return;
+  }
+  int p = 17;
+  if (Tstring::fsFloatClampingOnConversion) {
+    p = precision != 0 ? precision : Tstring::fsPrecision;
+    if (p < 1) {
+      writeDouble(out, value, 6, significant);  // "%lg" / "%lf"
+      return;
+    }
+    if (std::fabs(value) <= 1e-10) {
+      out = "0";
+      return;
+    }
+  }
+  if (!significant) {
+    writeDouble(out, value, p, false);
+    if (out.find('.') != std::string::npos) {
+      while (!out.empty() && out.back() == '0') out.pop_back();
+      if (!out.empty() && out.back() == '.') out.pop_back();
+    }
+    return;
+  }
+  writeDouble(out, value, integerDigits(value) + p, true);
+}
+
+inline bool isBlank(char c) { return c == ' ' || c == '\t'; }
+
+// The integer test: blanks, one sign (when allowed), digits, blanks, end.
+bool integerSyntax(const char* s, bool allowMinus) {
+  while (isBlank(*s)) ++s;
+  if (*s == '+' || (allowMinus && *s == '-')) ++s;
+  if (*s < '0' || *s > '9') return false;
+  while (*s >= '0' && *s <= '9') ++s;
+  while (isBlank(*s)) ++s;
+  return *s == '\0';
+}
+
+int vformat(std::string& out, const char* fmt, va_list args) {
+  if (fmt == nullptr) {
+    out.clear();
+    return -1;
+  }
+  char buf[512];
+  va_list again;
+  va_copy(again, args);
+  const int n = std::vsnprintf(buf, sizeof buf, fmt, args);
+  if (n < 0) {
+    va_end(again);
+    out.clear();
+    return -1;
+  }
+  if (static_cast<std::size_t>(n) < sizeof buf) {
+    out.assign(buf, static_cast<std::size_t>(n));
+  } else {
+    out.resize(static_cast<std::size_t>(n) + 1);
+    std::vsnprintf(out.data(), out.size(), fmt, again);
+    out.resize(static_cast<std::size_t>(n));
+  }
+  va_end(again);
+  return 0;
+}
+
+// ---- positional formatting ----
+
+enum class ArgType : char { kNone, kTstring, kCatalog, kSkip, kInt, kInt64, kDouble, kChars };
+
+constexpr int kMaxArg = 99;  // markers with larger numbers write nothing and read nothing
+
+struct Marker {
+  std::size_t begin;  // offset of the '^'
+  std::size_t end;    // offset after the type letter
+  int arg;            // 1-based; 0 for "^^"
+  int width;          // -1 when absent
+  int precision;      // -1 when absent
+  char type;
+};
+
+ArgType typeOf(char letter) {
+  switch (letter) {
+    case 's': return ArgType::kTstring;
+    case 'r': return ArgType::kCatalog;
+    case 'n': return ArgType::kSkip;
+    case 'd': return ArgType::kInt;
+    case 'l': return ArgType::kInt64;
+    case 'f': return ArgType::kDouble;
+    case 'c': return ArgType::kChars;
+    default: return ArgType::kNone;
+  }
+}
+
+inline bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+// Reads a run of digits, saturating so that long runs cannot overflow.
+int readNumber(const std::string& f, std::size_t& i) {
+  long value = 0;
+  while (i < f.size() && isDigit(f[i])) {
+    if (value < 1000000) value = value * 10 + (f[i] - '0');
+    ++i;
+  }
+  return static_cast<int>(value);
+}
+
+void parseMarkers(const std::string& f, std::vector<Marker>& markers) {
+  for (std::size_t i = 0; i < f.size(); ++i) {
+    if (f[i] != '^') continue;
+    const std::size_t begin = i;
+    if (i + 1 < f.size() && f[i + 1] == '^') {
+      markers.push_back({begin, i + 2, 0, -1, -1, '^'});
+      ++i;
+      continue;
+    }
+    std::size_t j = i + 1;
+    const int arg = readNumber(f, j);
+    if (arg == 0) continue;  // no digits, or 0: not a marker
+    int width = -1;
+    int precision = -1;
+    if (j < f.size() && f[j] == '(') {
+      std::size_t k = j + 1;
+      const std::size_t widthStart = k;
+      const int w = readNumber(f, k);
+      const bool hasWidth = k > widthStart;
+      int p = -1;
+      if (k < f.size() && f[k] == '.') {
+        ++k;
+        const std::size_t precStart = k;
+        p = readNumber(f, k);
+        if (k == precStart) p = -1;
+      }
+      if (k < f.size() && f[k] == ')') {
+        width = hasWidth ? w : -1;
+        precision = p;
+        j = k + 1;
+      }
+    }
+    char type = '\0';
+    if (j < f.size()) type = f[j++];
+    markers.push_back({begin, j, arg, width, precision, type});
+    i = j - 1;
+  }
+}
+
+union ArgValue {
+  const Tstring* str;
+  const char* chars;
+  long long i64;
+  int i32;
+  double d;
+};
+
+void appendFormatted(std::string& out, const char* fmt, ...) __attribute__((format(printf, 2, 3)));
+void appendFormatted(std::string& out, const char* fmt, ...) {
+  va_list ap;
+  va_start(ap, fmt);
+  std::string piece;
+  vformat(piece, fmt, ap);
+  va_end(ap);
+  out += piece;
+}
+
+}  // namespace
+
+// ---- numbers -----------------------------------------------------------------------------
+
+Tstring& Tstring::setInt32(int value) {
+  setInteger(*this, value);
+  return *this;
+}
+Tstring& Tstring::setUInt32(unsigned int value) {
+  setInteger(*this, value);
+  return *this;
+}
+Tstring& Tstring::setInt64(long long value) {
+  setInteger(*this, value);
+  return *this;
+}
+Tstring& Tstring::setUInt64(unsigned long long value) {
+  setInteger(*this, value);
+  return *this;
+}
+Tstring& Tstring::setIntPtrSz(std::ptrdiff_t value) {
+  setInteger(*this, value);
+  return *this;
+}
+Tstring& Tstring::setUIntPtrSz(std::size_t value) {
+  // As "%#zx": hexadecimal with 0x, except that zero is plain "0".
+  char buf[24] = "0x";
+  if (value == 0) {
+    TstringAccess::setNarrow(*this, "0", 1);
+    return *this;
+  }
+  const auto r = std::to_chars(buf + 2, buf + sizeof buf, value, 16);
+  TstringAccess::setNarrow(*this, buf, static_cast<std::size_t>(r.ptr - buf));
+  return *this;
+}
+
+Tstring& Tstring::setDouble(double value) { return setDouble(value, fsPrecision, true); }
+
+Tstring& Tstring::setDouble(double value, int precision, bool significant) {
+  std::string text;
+  formatDouble(text, value, precision, significant);
+  TstringAccess::setNarrow(*this, text.data(), text.size());
+  return *this;
+}
+
+Tstring& Tstring::setDouble_NUTI(double value) {
+  if (!std::isfinite(value)) return setDouble(value, 17, true);
+  char buf[64];
+  const auto r = std::to_chars(buf, buf + sizeof buf, value);
+  if (r.ec != std::errc()) return setDouble(value, 17, true);
+  TstringAccess::setNarrow(*this, buf, static_cast<std::size_t>(r.ptr - buf));
+  return *this;
+}
+
+bool Tstring::isInt32() const { return integerSyntax(asC(), true); }
+
+bool Tstring::isUInt32() const { return integerSyntax(asC(), false); }
+
+bool Tstring::isDouble() const {
+  const char* s = asC();
+  while (isBlank(*s)) ++s;
+  if (*s == '+' || *s == '-') ++s;
+  bool digits = false;
+  while (isDigit(*s)) {
+    ++s;
+    digits = true;
+  }
+  if (*s == '.') {
+    ++s;
+    bool fraction = false;
+    while (isDigit(*s)) {
+      ++s;
+      fraction = true;
+    }
+    if (!digits && !fraction) return false;
+    // "1." is a number only at the very end of the text.
+    if (!fraction && *s != 'e' && *s != 'E') return *s == '\0';
+  } else if (!digits) {
+    return false;
+  }
+  if (*s == 'e' || *s == 'E') {
+    ++s;
+    if (*s == '+' || *s == '-') ++s;
+    if (!isDigit(*s)) return false;
+    while (isDigit(*s)) ++s;
+  }
+  while (isBlank(*s)) ++s;
+  return *s == '\0';
+}
+
+short Tstring::asInt16() const { return static_cast<short>(std::atoi(asC())); }
+int Tstring::asInt32() const { return static_cast<int>(std::atol(asC())); }
+unsigned int Tstring::asUInt32() const {
+  unsigned int value = 0;
+  return std::sscanf(asC(), "%u", &value) == 1 ? value : 0;
+}
+std::ptrdiff_t Tstring::asIntPtrSz() const {
+  return static_cast<std::ptrdiff_t>(std::strtoll(asC(), nullptr, 10));
+}
+std::size_t Tstring::asUIntPtrSz() const {
+  return static_cast<std::size_t>(std::strtoull(asC(), nullptr, 16));
+}
+float Tstring::asFloat() const { return static_cast<float>(std::atof(asC())); }
+double Tstring::asDouble() const { return std::atof(asC()); }
+
+// ---- printf-style ------------------------------------------------------------------------
+
+int Tstring::cFormat(const char* fmt, ...) {
+  va_list ap;
+  va_start(ap, fmt);
+  const int r = cFormatArgList(fmt, ap);
+  va_end(ap);
+  return r;
+}
+
+int Tstring::cFormatArgList(const char* fmt, va_list args) {
+  std::string text;  // formatted aside: the arguments may point into this string
+  const int r = vformat(text, fmt, args);
+  TstringAccess::setNarrow(*this, text.data(), text.size());
+  return r;
+}
+
+Tstring Tstring::cFormatString(const char* fmt, ...) {
+  Tstring s;
+  va_list ap;
+  va_start(ap, fmt);
+  s.cFormatArgList(fmt, ap);
+  va_end(ap);
+  return s;
+}
+
+// ---- positional --------------------------------------------------------------------------
+
+int Tstring::tFormat(const Tstring* fmt, ...) {
+  va_list ap;
+  va_start(ap, fmt);
+  const int r = tFormatArgList(fmt, ap);
+  va_end(ap);
+  return r;
+}
+
+int Tstring::tFormatArgList(const Tstring* fmt, va_list args) {
+  if (fmt == nullptr) {
+    clear();
+    return -1;
+  }
+  const std::string f = TstringAccess::narrow(*fmt);  // a copy: fmt may be this string
+  std::vector<Marker> markers;
+  parseMarkers(f, markers);
+
+  // Argument types by number; the first marker that names a number decides its type.
+  std::vector<ArgType> types;
+  for (const Marker& m : markers) {
+    if (m.arg <= 0 || m.arg > kMaxArg) continue;
+    if (types.size() < static_cast<std::size_t>(m.arg)) types.resize(m.arg, ArgType::kNone);
+    if (types[m.arg - 1] == ArgType::kNone) types[m.arg - 1] = typeOf(m.type);
+  }
+  // Read in argument order. A number that no marker types cannot be read safely, and nothing
+  // after it can either.
+  std::vector<ArgValue> values(types.size());
+  std::vector<bool> have(types.size(), false);
+  for (std::size_t i = 0; i < types.size(); ++i) {
+    ArgValue& v = values[i];
+    switch (types[i]) {
+      case ArgType::kTstring: v.str = va_arg(args, const Tstring*); break;
+      case ArgType::kCatalog: v.chars = TstringCatalog::sText(va_arg(args, TstringId)); break;
+      case ArgType::kChars: v.chars = va_arg(args, const char*); break;
+      case ArgType::kSkip:
+      case ArgType::kInt: v.i32 = va_arg(args, int); break;
+      case ArgType::kInt64: v.i64 = va_arg(args, long long); break;
+      case ArgType::kDouble: v.d = va_arg(args, double); break;
+      case ArgType::kNone: break;
+    }
+    if (types[i] == ArgType::kNone) break;
+    have[i] = true;
+  }
+
+  std::string out;
+  out.reserve(f.size() + 16 * markers.size());
+  std::size_t pos = 0;
+  for (const Marker& m : markers) {
+    out.append(f, pos, m.begin - pos);
+    pos = m.end;
+    if (m.arg == 0) {
+      out += '^';
+      continue;
+    }
+    if (m.arg > kMaxArg || !have[m.arg - 1]) continue;
+    const ArgValue& v = values[m.arg - 1];
+    switch (types[m.arg - 1]) {
+      case ArgType::kInt:
+        if (m.width > 0)
+          appendFormatted(out, "%0*d", m.width, v.i32);
+        else
+          appendFormatted(out, "%d", v.i32);
+        break;
+      case ArgType::kInt64: appendFormatted(out, "%lld", v.i64); break;
+      case ArgType::kDouble: {
+        const int k = std::max(1, integerDigits(v.d));
+        const int p = m.precision > 0 ? m.precision : 0;
+        if (m.width > 0)
+          appendFormatted(out, "%- *.*g", m.width, p + k, v.d);
+        else if (p > 0)
+          appendFormatted(out, "%- .*g", p + k, v.d);
+        else
+          appendFormatted(out, "%g", v.d);
+        break;
+      }
+      case ArgType::kChars:
+      case ArgType::kCatalog:
+        if (v.chars != nullptr) out += v.chars;
+        break;
+      case ArgType::kTstring:
+        if (v.str != nullptr) out += TstringAccess::narrow(*v.str);
+        break;
+      case ArgType::kSkip:
+      case ArgType::kNone: break;
+    }
+  }
+  out.append(f, pos, std::string::npos);
+  TstringAccess::setNarrow(*this, out.data(), out.size());
+  return 0;
+}

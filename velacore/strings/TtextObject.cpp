@@ -1,0 +1,102 @@
+// Conversions between the two forms of a Tstring body.
+#include <velacore/strings/internal/TtextObject.h>
+
+#include <velacore/base/TmtCriticalSection.h>
+
+#include <QByteArray>
+
+#include <cstring>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace {
+
+// One lock for every lazy conversion in the process. Created on first use and never destroyed,
+// so strings released during static destruction can still convert.
+TmtCriticalSection& conversionLock() {
+  static TmtCriticalSection* sLock = new TmtCriticalSection;
+  return *sLock;
+}
+
+std::atomic<uint64_t> gWideConversions{0};
+
+// Widens the ASCII prefix of `src` into `dst`; returns how many bytes were ASCII.
+std::size_t widenAscii(const char* src, std::size_t n, char16_t* dst) {
+  std::size_t i = 0;
+#if defined(__SSE2__)
+  const __m128i zero = _mm_setzero_si128();
+  for (; i + 16 <= n; i += 16) {
+    __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + i));
+    if (_mm_movemask_epi8(v) != 0) break;
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i), _mm_unpacklo_epi8(v, zero));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i + 8), _mm_unpackhi_epi8(v, zero));
+  }
+#endif
+  for (; i < n; ++i) {
+    const auto c = static_cast<unsigned char>(src[i]);
+    if (c >= 0x80) break;
+    dst[i] = c;
+  }
+  return i;
+}
+
+// Narrows the ASCII prefix of `src` into `dst`; returns how many units were ASCII.
+std::size_t narrowAscii(const char16_t* src, std::size_t n, char* dst) {
+  std::size_t i = 0;
+#if defined(__SSE2__)
+  const __m128i high = _mm_set1_epi16(static_cast<short>(0xFF80));
+  for (; i + 16 <= n; i += 16) {
+    __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + i));
+    __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + i + 8));
+    __m128i any = _mm_and_si128(_mm_or_si128(a, b), high);
+    if (_mm_movemask_epi8(_mm_cmpeq_epi16(any, _mm_setzero_si128())) != 0xFFFF) break;
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i), _mm_packus_epi16(a, b));
+  }
+#endif
+  for (; i < n; ++i) {
+    if (src[i] >= 0x80) break;
+    dst[i] = static_cast<char>(src[i]);
+  }
+  return i;
+}
+
+}  // namespace
+
+QString TtextObject::decode(const char* bytes, std::size_t length) {
+  if (length == 0) return QString();
+  QString out(static_cast<int>(length), Qt::Uninitialized);
+  auto* dst = reinterpret_cast<char16_t*>(out.data());
+  if (widenAscii(bytes, length, dst) == length) return out;
+  return QString::fromUtf8(bytes, static_cast<int>(length));
+}
+
+void TtextObject::encode(const QString& wide, std::string& out) {
+  const std::size_t n = static_cast<std::size_t>(wide.size());
+  out.resize(n);
+  if (narrowAscii(units(wide), n, out.data()) == n) return;
+  const QByteArray utf8 = wide.toUtf8();
+  out.assign(utf8.constData(), static_cast<std::size_t>(utf8.size()));
+}
+
+void TtextObject::syncWide() {
+  if (fState.load(std::memory_order_acquire) != kNarrowPending) return;
+  TmtScopedLock guard(conversionLock());
+  if (fState.load(std::memory_order_relaxed) != kNarrowPending) return;
+  fWide = decode(fNarrow.data(), fNarrow.size());
+  gWideConversions.fetch_add(1, std::memory_order_relaxed);
+  fState.store(kSynced, std::memory_order_release);
+}
+
+void TtextObject::syncNarrow() {
+  if (fState.load(std::memory_order_acquire) != kWideOnly) return;
+  TmtScopedLock guard(conversionLock());
+  if (fState.load(std::memory_order_relaxed) != kWideOnly) return;
+  encode(fWide, fNarrow);
+  fState.store(kSynced, std::memory_order_release);
+}
+
+uint64_t Tstring::sWideConversionCount() {
+  return gWideConversions.load(std::memory_order_relaxed);
+}

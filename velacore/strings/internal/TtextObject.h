@@ -1,0 +1,89 @@
+// TtextObject: the text held inside a Tstring body, and the body itself.
+//
+// Private to the strings sources (it includes Qt, which never appears in a public header). The
+// object keeps a byte form (UTF-8) and a wide form (UTF-16 in a QString) and a state saying which
+// of them is current:
+//   kSynced        both are current;
+//   kWideOnly      only the wide form is current; the byte form is made on demand;
+//   kNarrowPending only the byte form is current; the wide form is made on demand.
+// On-demand conversions of a body that may be shared run under one process-wide lock and publish
+// the new state with a release store, so readers that see the state also see the converted text.
+// A body held by one string only is edited freely by that string's owner.
+#pragma once
+
+#include <velacore/strings/Tstring.h>
+
+#include <QString>
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+class TtextObject {
+ public:
+  enum : uint32_t { kSynced = 0, kWideOnly = 1, kNarrowPending = 2 };
+
+  TtextObject() = default;
+  TtextObject(const TtextObject& o)
+      : fNarrow(o.fNarrow), fWide(o.fWide), fState(o.fState.load(std::memory_order_acquire)) {}
+  TtextObject& operator=(const TtextObject&) = delete;
+
+  [[nodiscard]] uint32_t state() const { return fState.load(std::memory_order_acquire); }
+  [[nodiscard]] bool narrowValid() const { return state() != kWideOnly; }
+  [[nodiscard]] bool wideValid() const { return state() != kNarrowPending; }
+
+  /// Makes the wide / byte form current (locks only when a conversion is due).
+  void syncWide();
+  void syncNarrow();
+
+  /// Converts UTF-8 bytes to UTF-16 (ASCII fast path in front of Qt's decoder).
+  static QString decode(const char* bytes, std::size_t length);
+  /// Converts UTF-16 to UTF-8.
+  static void encode(const QString& wide, std::string& out);
+
+  std::string fNarrow;
+  QString fWide;
+  std::atomic<uint32_t> fState{kSynced};
+};
+
+/// The heap body of a Tstring: the count (in the base) and the text.
+struct TstringBody : TstringRep {
+  TstringBody() = default;
+  explicit TstringBody(const TtextObject& t) : fText(t) {}
+  TtextObject fText;
+};
+
+/// The strings sources' access to a Tstring's body.
+class TstringAccess {
+ public:
+  /// The text object, or null for the empty null string.
+  static TtextObject* text(const Tstring& s) {
+    return s.fRep == nullptr ? nullptr : &static_cast<TstringBody*>(s.fRep)->fText;
+  }
+  /// The current byte form (an empty string for null).
+  static const std::string& narrow(const Tstring& s);
+  /// The current wide form (an empty QString for null).
+  static const QString& wide(const Tstring& s);
+  /// A body held by `s` alone, keeping the text when `keep`; may be freshly allocated.
+  static TtextObject& detach(Tstring& s, bool keep);
+  /// Detaches keeping the text and returns the current byte form for editing; the wide form
+  /// becomes stale.
+  static std::string& editNarrow(Tstring& s);
+  /// Detaches keeping the text and returns the current wide form for editing; the byte form
+  /// becomes stale.
+  static QString& editWide(Tstring& s);
+  /// Replaces the text by `length` bytes (which may lie inside `s`).
+  static void setNarrow(Tstring& s, const char* bytes, std::size_t length);
+  /// Replaces the text by a wide string.
+  static void setWide(Tstring& s, QString wide);
+  /// Drops the body (the string becomes null).
+  static void drop(Tstring& s) {
+    Tstring::release(s.fRep);
+    s.fRep = nullptr;
+  }
+};
+
+/// QString's units seen as char16_t.
+inline const char16_t* units(const QString& s) {
+  return reinterpret_cast<const char16_t*>(s.utf16());
+}

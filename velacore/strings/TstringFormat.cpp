@@ -119,6 +119,7 @@ int vformat(std::string& out, const char* fmt, va_list args) {
 enum class ArgType : char { kNone, kTstring, kCatalog, kSkip, kInt, kInt64, kDouble, kChars };
 
 constexpr int kMaxArg = 99;  // markers with larger numbers write nothing and read nothing
+constexpr int kMaxWidth = 4096;  // widths and precisions are clamped to this
 
 struct Marker {
   std::size_t begin;  // offset of the '^'
@@ -181,8 +182,8 @@ void parseMarkers(const std::string& f, std::vector<Marker>& markers) {
         if (k == precStart) p = -1;
       }
       if (k < f.size() && f[k] == ')') {
-        width = hasWidth ? w : -1;
-        precision = p;
+        width = hasWidth ? std::min(w, kMaxWidth) : -1;
+        precision = std::min(p, kMaxWidth);
         j = k + 1;
       }
     }

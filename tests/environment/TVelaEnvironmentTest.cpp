@@ -31,6 +31,14 @@ void write(const fs::path& file, const std::string& text) {
   std::ofstream(file, std::ios::binary) << text;
 }
 
+std::string str(const Tstring& s) { return std::string(s.asC(), s.length()); }
+
+std::vector<std::string> strings(const TstringArray& a) {
+  std::vector<std::string> v;
+  for (unsigned i = 0; i < a.length(); ++i) v.push_back(str(a[i]));
+  return v;
+}
+
 std::string read(const fs::path& file) {
   std::ifstream in(file, std::ios::binary);
   return std::string(std::istreambuf_iterator<char>(in), {});
@@ -69,13 +77,14 @@ class TVelaEnvironmentTest : public ::testing::Test {
     set("VELA_APP_DIR", fAppDir.string());
     TVelaEnvironment::resetState();
     TVelaEnvironment::setVersion("7.1");
-    TVelaEnvironment::setAsker([this](const std::string&, const std::string&, std::string& folder) {
+    TVelaEnvironment::setAsker([this](const Tstring&, const Tstring&, Tstring& folder) {
       ++fQuestions;
-      folder = fAnswer;
+      folder = fAnswer.c_str();
       return !fAnswer.empty();
     });
-    TVelaEnvironment::setReporter(
-        [this](const std::string& text, bool error) { fMessages.push_back((error ? "E:" : "W:") + text); });
+    TVelaEnvironment::setReporter([this](const Tstring& text, bool error) {
+      fMessages.push_back((error ? "E:" : "W:") + str(text));
+    });
   }
 
   void TearDown() override {
@@ -104,7 +113,7 @@ class TVelaEnvironmentTest : public ::testing::Test {
   }
 
   std::vector<std::string> entries(const char* name) {
-    return TVelaEnvironment::splitPath(VelaGetEnv(name));
+    return strings(TVelaEnvironment::splitPath(VelaGetEnv(name)));
   }
 
   TenvGuard fGuard;
@@ -178,7 +187,7 @@ TEST_F(TVelaEnvironmentTest, FileSetsPlainVariablesButProcessWins) {
   EXPECT_EQ(get("VELA_T_TAGS"), fInstall.string() + "/x" + kSep + "y");
   EXPECT_EQ(get("VELA_T_EMPTY"), "");
   EXPECT_EQ(get("VELA_HELP_URL"), "https://help.example/vela");
-  EXPECT_EQ(TVelaEnvironment::velaEnvFileLocation(), (fAppDir / "Vela.env").string());
+  EXPECT_EQ(str(TVelaEnvironment::velaEnvFileLocation()), (fAppDir / "Vela.env").string());
   // The defaults of plain variables.
   EXPECT_EQ(get("VELA_SCRIPT_BASE"), fInstall.string());
   EXPECT_EQ(get("VELA_REVERSE_FILEFORMAT_EXT"), "1");
@@ -243,7 +252,7 @@ TEST_F(TVelaEnvironmentTest, OldPathOrderingMachineSettingsAndLanguage) {
   const std::vector<std::string> scripts = entries("VELA_SCRIPT_PATH");
   EXPECT_EQ(scripts[0], app + "/7.1/ja_JP/scripts");
   EXPECT_EQ(scripts[1], app + "/7.1/scripts");  // the unlocalized folder follows
-  EXPECT_EQ(TVelaEnvironment::getLocalizedSubdirectory(), "7.1/ja_JP");
+  EXPECT_EQ(str(TVelaEnvironment::getLocalizedSubdirectory()), "7.1/ja_JP");
 }
 
 TEST_F(TVelaEnvironmentTest, DefaultModeLeavesUserFoldersAndFileOutExceptPath) {
@@ -270,11 +279,11 @@ TEST_F(TVelaEnvironmentTest, DefaultModeLeavesUserFoldersAndFileOutExceptPath) {
 }
 
 TEST_F(TVelaEnvironmentTest, FileCandidatesInOrderAndEmptyFileCreatedAtFirst) {
-  const std::vector<std::string> candidates = TVelaEnvironment::envFileCandidates();
+  const std::vector<std::string> candidates = strings(TVelaEnvironment::envFileCandidates());
   const std::string docsApp = (fDocs / "vela").string(), app = fAppDir.string();
   // initData has not run: only VELA_APP_DIR and the working folder are known.
   TVelaEnvironment::initData();
-  const std::vector<std::string> all = TVelaEnvironment::envFileCandidates();
+  const std::vector<std::string> all = strings(TVelaEnvironment::envFileCandidates());
   ASSERT_EQ(all, (std::vector<std::string>{app + "/7.1/Vela.env", app + "/Vela.env", app + "/7/Vela.env",
                                           docsApp + "/7.1/Vela.env", docsApp + "/Vela.env",
                                           docsApp + "/7/Vela.env", "./Vela.env"}));
@@ -288,7 +297,7 @@ TEST_F(TVelaEnvironmentTest, FileCandidatesInOrderAndEmptyFileCreatedAtFirst) {
     TVelaEnvironment::setVersion("7.1");
     ASSERT_TRUE(startAsIs());
     EXPECT_EQ(get("VELA_T_WHICH"), std::to_string(i));
-    EXPECT_EQ(TVelaEnvironment::velaEnvFileLocation(), all[i]);
+    EXPECT_EQ(str(TVelaEnvironment::velaEnvFileLocation()), all[i]);
   }
   // VELA_ENV_DIR beats them all; its folders are tried in order.
   write(fRoot / "envdir2" / "Vela.env", "VELA_T_WHICH=envdir\n");
@@ -302,7 +311,7 @@ TEST_F(TVelaEnvironmentTest, FileCandidatesInOrderAndEmptyFileCreatedAtFirst) {
 TEST_F(TVelaEnvironmentTest, MissingFileIsCreatedOrCopiedFromEarlierVersion) {
   ASSERT_TRUE(startAsIs());
   const fs::path first = fAppDir / "7.1" / "Vela.env";
-  EXPECT_EQ(TVelaEnvironment::velaEnvFileLocation(), first.string());
+  EXPECT_EQ(str(TVelaEnvironment::velaEnvFileLocation()), first.string());
   ASSERT_TRUE(fs::is_regular_file(first));
   EXPECT_EQ(fs::file_size(first), 0u);
   EXPECT_TRUE(fMessages.empty());
@@ -351,6 +360,19 @@ TEST_F(TVelaEnvironmentTest, LocationAndTempFallbacks) {
   EXPECT_EQ(get("VELA_SCRIPT_BASE"), get("VELA_LOCATION"));
   EXPECT_EQ(get("TMPDIR"), (fRoot / "tmp").string());
   EXPECT_TRUE(fMessages.empty());
+
+  Tstring dir = ((fRoot / "tmp").string() + "//").c_str();
+  EXPECT_TRUE(TVelaEnvironment::validateDirectoryWritable(dir));
+  EXPECT_EQ(str(dir), (fRoot / "tmp").string());
+  Tstring root = "/";
+  EXPECT_TRUE(TVelaEnvironment::validateDirectoryWritable(root));
+  EXPECT_EQ(str(root), "/");
+  Tstring missing = (fRoot / "missing").string().c_str();
+  EXPECT_FALSE(TVelaEnvironment::validateDirectoryWritable(missing));
+  const std::string list = std::string(2, kSep) + "/a" + kSep + kSep + "/b" + kSep;
+  EXPECT_EQ(strings(TVelaEnvironment::splitPath(list.c_str())),
+            (std::vector<std::string>{"/a", "/b"}));
+  EXPECT_TRUE(TVelaEnvironment::splitPath(Tstring()).isEmpty());
 }
 
 TEST_F(TVelaEnvironmentTest, UnusableAppDirAndTempAreReportedAndAsked) {

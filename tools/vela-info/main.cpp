@@ -103,16 +103,16 @@ int showEnvironment(int argc, char** argv) {
   }
   VelaSetModifyEnvCallbacks(nullptr, nullptr);
 
-  std::printf("environment file: %s\n", TVelaEnvironment::velaEnvFileLocation().c_str());
+  std::printf("environment file: %s\n", TVelaEnvironment::velaEnvFileLocation().asC());
   std::printf("default mode: %s\n", TVelaEnvironment::isDefaultMode() ? "yes" : "no");
   std::printf("\nvariables set or merged:\n");
   for (const std::string& a : gAssignments) std::printf("  %s\n", a.c_str());
   std::printf("\nsearch paths (entries marked * do not exist):\n");
   for (const char* name : TVelaEnvironment::kPathVariables) {
-    const std::vector<std::string> entries = TVelaEnvironment::splitPath(VelaGetEnv(name));
-    std::printf("  %s (%zu)\n", name, entries.size());
-    for (const std::string& e : entries) {
-      std::printf("  %c %s\n", pf::isFolder(e) ? ' ' : '*', e.c_str());
+    const TstringArray entries = TVelaEnvironment::splitPath(VelaGetEnv(name));
+    std::printf("  %s (%u)\n", name, entries.length());
+    for (unsigned i = 0; i < entries.length(); ++i) {
+      std::printf("  %c %s\n", pf::isFolder(entries[i].asC()) ? ' ' : '*', entries[i].asC());
     }
   }
   return 0;

@@ -6,12 +6,12 @@
 #include <velacore/environment/VelaEnv.h>
 #include <velacore/platform/TplatformEnvironment.h>
 #include <velacore/platform/TplatformLocations.h>
+#include <velacore/strings/Tstring.h>
+#include <velacore/strings/TstringArray.h>
 
 #include <cstdio>
 #include <cstring>
 #include <fstream>
-#include <initializer_list>
-#include <iostream>
 #include <utility>
 
 namespace pf = vela::platform;
@@ -50,6 +50,10 @@ Tstate& state() {
   return s;
 }
 
+Tstring toTstring(const std::string& s) { return Tstring(s.data(), static_cast<unsigned>(s.size())); }
+
+std::string toStd(const Tstring& t) { return std::string(t.asC(), t.length()); }
+
 std::string env(const char* name) {
   const char* v = VelaGetEnv(name);
   return v != nullptr ? v : std::string();
@@ -65,6 +69,15 @@ void putIfUnset(const char* name, const std::string& value) {
   if (!isSet(name)) put(name, value);
 }
 
+// The std::string forms of the public operations, defined further down.
+std::vector<std::string> candidateFiles();
+std::string tagsReplaced(const std::string& text);
+bool installationValid(std::string& location);
+std::string mergedPath(const char* name, const char* fileValue, const char* defaultValue,
+                       const char* prefix);
+std::string defaultPath(const char* name);
+bool readFile(const std::string& path);
+
 int pathVariableIndex(const char* name) {
   for (int i = 0; i < 8; ++i) {
     if (std::strcmp(TVelaEnvironment::kPathVariables[i], name) == 0) return i;
@@ -72,50 +85,82 @@ int pathVariableIndex(const char* name) {
   return -1;
 }
 
-// A catalog text with its ^1s, ^2s... markers replaced by `args`.
-std::string message(const char* key, std::initializer_list<std::string> args = {}) {
-  const std::string text = TstringCatalog::sText(key);
-  std::string out;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '^' && i + 1 < text.size() && text[i + 1] >= '1' && text[i + 1] <= '9') {
-      const std::size_t n = static_cast<std::size_t>(text[i + 1] - '1');
-      if (n < args.size()) out += *(args.begin() + n);
-      i += (i + 2 < text.size() && text[i + 2] == 's') ? 2 : 1;
-    } else {
-      out += text[i];
-    }
-  }
-  return out;
+// The catalog text `key` with its ^1s and ^2s markers replaced by `first` and `second`.
+Tstring message(const char* key, const std::string& first = {}, const std::string& second = {}) {
+  const Tstring format{TstringId{key}};
+  const Tstring a = toTstring(first), b = toTstring(second);
+  Tstring text;
+  text.tFormat(&format, &a, &b);
+  return text;
 }
 
-void report(const std::string& text, bool error) {
+void report(const Tstring& text, bool error) {
   if (state().reporter) {
     state().reporter(text, error);
   } else {
-    std::fprintf(stderr, "%s%s\n", error ? "ERR: " : "Warning: ", text.c_str());
+    std::fprintf(stderr, "%s%s\n", error ? "ERR: " : "Warning: ", text.asUTF8());
   }
 }
 
 // The terminal asker: a question on standard error, the answer from standard input. No answer
 // (no terminal, end of input) is No.
-bool askOnTerminal(const std::string& title, const std::string& question, std::string& folder) {
+bool askOnTerminal(const Tstring& title, const Tstring& question, Tstring& folder) {
   if (!pf::standardInputIsTerminal()) return false;
-  std::fprintf(stderr, "%s: %s [y/N] ", title.c_str(), question.c_str());
+  std::fprintf(stderr, "%s: %s [y/N] ", title.asUTF8(), question.asUTF8());
   char line[4096];
   if (std::fgets(line, sizeof line, stdin) == nullptr || (line[0] != 'y' && line[0] != 'Y')) {
     return false;
   }
   std::fprintf(stderr, "Folder: ");
   if (std::fgets(line, sizeof line, stdin) == nullptr) return false;
-  folder = line;
-  while (!folder.empty() && (folder.back() == '\n' || folder.back() == '\r')) folder.pop_back();
-  return !folder.empty();
+  line[std::strcspn(line, "\r\n")] = '\0';
+  folder.setUTF8(line);
+  return !folder.isEmpty();
 }
 
-bool ask(const std::string& question, std::string& folder) {
-  const std::string title = "Warning";
-  return state().asker ? state().asker(title, question, folder)
-                       : askOnTerminal(title, question, folder);
+bool ask(const Tstring& question, std::string& folder) {
+  const Tstring title("Warning");
+  Tstring answer;
+  const bool yes = state().asker ? state().asker(title, question, answer)
+                                 : askOnTerminal(title, question, answer);
+  folder = toStd(answer);
+  return yes && !folder.empty();
+}
+
+std::vector<std::string> splitList(const char* list) {
+  std::vector<std::string> entries;
+  if (list == nullptr) return entries;
+  const char* start = list;
+  for (const char* p = list;; ++p) {
+    if (*p == kSep || *p == '\0') {
+      if (p != start) entries.emplace_back(start, p);
+      if (*p == '\0') break;
+      start = p + 1;
+    }
+  }
+  return entries;
+}
+
+// A trailing separator goes, unless it is all there is or follows a drive colon; backslashes
+// become "/".
+bool writableFolder(std::string& dir) {
+  for (char& c : dir) {
+    if (c == '\\') c = '/';
+  }
+  while (dir.size() > 1 && dir.back() == '/' && dir[dir.size() - 2] != ':') dir.pop_back();
+  return pf::isWritableFolder(dir);
+}
+
+bool usableAppDir(std::string& dir) {
+  if (dir.empty()) return false;
+  if (!pf::isFolder(dir)) (void)pf::makeFolders(dir);
+  return writableFolder(dir);
+}
+
+std::string localizedSubdirectory() {
+  const std::string language = pf::localeLanguage();
+  if (language == "en_US" || language.empty()) return state().version;
+  return state().version + "/" + language;
 }
 
 std::string versionNoX64() {
@@ -204,7 +249,7 @@ std::string earlierVersionEnvFile() {
 std::string locateEnvFile(bool interactive) {
   std::string found;
   // An explicit list of folders comes first.
-  for (const std::string& dir : TVelaEnvironment::splitPath(VelaGetEnv("VELA_ENV_DIR"))) {
+  for (const std::string& dir : splitList(VelaGetEnv("VELA_ENV_DIR"))) {
     const std::string file = dir + "/" + TVelaEnvironment::kEnvFileName;
     if (pf::isFile(file)) {
       found = file;
@@ -216,8 +261,8 @@ std::string locateEnvFile(bool interactive) {
     put("VELA_APP_DIR", state().documentsDir + "/" + TVelaEnvironment::kAppName);
   }
   std::string appDir = env("VELA_APP_DIR");
-  for (int attempt = 0; !TVelaEnvironment::validateVELA_APP_DIR(appDir); ++attempt) {
-    report(message("s_TVelaEnvironmentStrings.rVelaAppDirNotFoundStr", {appDir}), false);
+  for (int attempt = 0; !usableAppDir(appDir); ++attempt) {
+    report(message("s_TVelaEnvironmentStrings.rVelaAppDirNotFoundStr", appDir), false);
     std::string chosen;
     if (attempt == 0) {
       report(message("s_TVelaEnvironmentStrings.rNoVaildVelaAppDirSettingStr"), false);
@@ -232,7 +277,7 @@ std::string locateEnvFile(bool interactive) {
   if (!appDir.empty()) putIfUnset("HOME", appDir);
   if (!found.empty()) return found;
 
-  const std::vector<std::string> candidates = TVelaEnvironment::envFileCandidates();
+  const std::vector<std::string> candidates = candidateFiles();
   for (const std::string& file : candidates) {
     if (pf::isFile(file)) return file;
   }
@@ -241,7 +286,7 @@ std::string locateEnvFile(bool interactive) {
   if (!pf::makeFolders(parentFolder(first))) return std::string();
   const std::string earlier = earlierVersionEnvFile();
   if (!earlier.empty() && copyFile(earlier, first)) {
-    report(message("s_TVelaEnvironmentStrings.rEnvFileCopiedFromToStr", {earlier, first}), false);
+    report(message("s_TVelaEnvironmentStrings.rEnvFileCopiedFromToStr", earlier, first), false);
     return first;
   }
   if (std::FILE* f = std::fopen(first.c_str(), "w")) {
@@ -284,14 +329,14 @@ void TVelaEnvironment::initData() {
 
 bool TVelaEnvironment::readVariables(bool interactive) {
   std::string location = env("VELA_LOCATION");
-  if (location.empty() || !validateVELA_LOCATION(location)) {
+  if (location.empty() || !installationValid(location)) {
     if (!setVELA_LOCATION(true)) return false;
   } else if (location != env("VELA_LOCATION")) {
     put("VELA_LOCATION", location);  // tidied by the check
   }
   validateHOME();
   state().envFilePath = locateEnvFile(interactive);
-  if (!state().envFilePath.empty()) (void)readEnvironmentFile(state().envFilePath);
+  if (!state().envFilePath.empty()) (void)readFile(state().envFilePath);
   return true;
 }
 
@@ -318,7 +363,7 @@ void TVelaEnvironment::setEnvironmentVariable(const char* name, const char* valu
   if (name == nullptr || *name == '\0') return;
   if (value == nullptr) value = "";
   if (pathVariableIndex(name) < 0) {
-    putIfUnset(name, replaceTags(value));
+    putIfUnset(name, tagsReplaced(value));
     return;
   }
   const std::string installFolders = "<VELA_LOCATION>/bin/Cg<SEP><VELA_LOCATION>/bin";
@@ -332,7 +377,7 @@ void TVelaEnvironment::setEnvironmentVariable(const char* name, const char* valu
   } else if (std::strcmp(name, "VELA_CONTENT_PATH") == 0) {
     setVelaPathEnvironmentVariable(name, value, "", "<VELA_LOCATION>/Examples");
   } else {
-    setVelaPathEnvironmentVariable(name, value, defaultPathValue(name).c_str(), "");
+    setVelaPathEnvironmentVariable(name, value, defaultPath(name).c_str(), "");
   }
 }
 
@@ -343,12 +388,26 @@ void TVelaEnvironment::setVelaPathEnvironmentVariable(const char* name, const ch
   const unsigned bit = index >= 0 ? 1u << index : 0u;
   if (name == nullptr || *name == '\0' || (state().mergedBits & bit) != 0) return;
   state().mergedBits |= bit;
-  const std::string merged = getNewPath(name, fileValue, defaultValue, prefix);
+  const std::string merged = mergedPath(name, fileValue, defaultValue, prefix);
   if (!merged.empty()) put(name, merged);
 }
 
-std::string TVelaEnvironment::getNewPath(const char* name, const char* fileValue,
-                                         const char* defaultValue, const char* prefix) {
+Tstring TVelaEnvironment::getNewPath(const char* name, const char* fileValue,
+                                     const char* defaultValue, const char* prefix) {
+  return toTstring(mergedPath(name, fileValue, defaultValue, prefix));
+}
+
+Tstring TVelaEnvironment::defaultPathValue(const char* name) {
+  return toTstring(defaultPath(name));
+}
+
+bool TVelaEnvironment::readEnvironmentFile(const Tstring& path) { return readFile(toStd(path)); }
+
+namespace {
+
+std::string mergedPath(const char* name, const char* fileValue, const char* defaultValue,
+                       const char* prefix) {
+  if (name == nullptr) return std::string();
   // PATH always keeps what the process had: without it nothing could be started.
   const bool leaveOutUser = state().defaultMode && std::strcmp(name, "PATH") != 0;
   std::string merged;
@@ -357,16 +416,17 @@ std::string TVelaEnvironment::getNewPath(const char* name, const char* fileValue
     if (!merged.empty()) merged += kSep;
     merged += part;
   };
-  if (prefix != nullptr) add(replaceTags(prefix));
+  if (prefix != nullptr) add(tagsReplaced(prefix));
   if (!leaveOutUser) {
     add(env(name));
     if (fileValue != nullptr) add(fileValue);
   }
-  if (defaultValue != nullptr) add(replaceTags(defaultValue));
+  if (defaultValue != nullptr) add(tagsReplaced(defaultValue));
   return merged;
 }
 
-std::string TVelaEnvironment::defaultPathValue(const char* name) {
+std::string defaultPath(const char* name) {
+  using E = TVelaEnvironment;
   const Tstate& s = state();
   const bool user = !s.defaultMode;
   const bool config = !s.configDir.empty();
@@ -375,7 +435,7 @@ std::string TVelaEnvironment::defaultPathValue(const char* name) {
     if (wanted) lines.push_back(std::move(text));
   };
   auto featureLines = [&lines](const char* base) {
-    for (const char* f : kFeatureFolders) lines.push_back(std::string(base) + f);
+    for (const char* f : E::kFeatureFolders) lines.push_back(std::string(base) + f);
   };
 
   if (std::strcmp(name, "VELA_PLUG_IN_PATH") == 0) {
@@ -385,7 +445,7 @@ std::string TVelaEnvironment::defaultPathValue(const char* name) {
     line(user && config, "<CONFIG_DIR>/<APP_NAME>/plug-ins");
     line(true, "<VELA_LOCATION>/bin/plug-ins");
   } else if (std::strcmp(name, "VELA_SCRIPT_PATH") == 0) {
-    const bool localized = getLocalizedSubdirectory() != s.version;
+    const bool localized = localizedSubdirectory() != s.version;
     line(user, "<VELA_APP_DIR>/<LOCALIZED_VERSION>/scripts");
     line(user && localized, "<VELA_APP_DIR>/<VERSION>/scripts");
     line(user, "<VELA_APP_DIR>/scripts");
@@ -436,12 +496,12 @@ std::string TVelaEnvironment::defaultPathValue(const char* name) {
   return joined;
 }
 
-bool TVelaEnvironment::readEnvironmentFile(const std::string& path) {
+bool readFile(const std::string& path) {
   std::FILE* f = std::fopen(path.c_str(), "rb");
   if (f == nullptr) return false;
   TenvFileParser parser([](const std::string& name) { return VelaGetEnv(name.c_str()); },
                         [](const std::string& name, const std::string& value) {
-                          setEnvironmentVariable(name.c_str(), value.c_str());
+                          TVelaEnvironment::setEnvironmentVariable(name.c_str(), value.c_str());
                         });
   char buffer[65536];
   std::size_t n;
@@ -451,10 +511,12 @@ bool TVelaEnvironment::readEnvironmentFile(const std::string& path) {
   return true;
 }
 
+}  // namespace
+
 bool TVelaEnvironment::setVELA_LOCATION(bool reportFailure) {
   const std::string library = pf::ownLibraryPath();
   std::string location = parentFolder(parentFolder(library));
-  if (library.empty() || location.empty() || !validateVELA_LOCATION(location)) {
+  if (library.empty() || location.empty() || !installationValid(location)) {
     if (reportFailure) report(message("s_TVelaEnvironmentStrings.rNoValidVelaLocationStr"), true);
     return false;
   }
@@ -474,25 +536,47 @@ void TVelaEnvironment::validateTMPDIR() {
   const bool fromTmpdir = !folder.empty();
   if (!fromTmpdir) folder = env("TEMP");
   if (!folder.empty()) {
-    if (validateDirectoryWritable(folder)) {
+    if (writableFolder(folder)) {
       if (!fromTmpdir) put("TMPDIR", folder);
       return;
     }
-    report(message("s_TVelaEnvironmentStrings.rNoWritePermTempDirWarnStr", {folder}), false);
+    report(message("s_TVelaEnvironmentStrings.rNoWritePermTempDirWarnStr", folder), false);
   }
   std::string fallback = pf::systemTempFolder();
   if (fromTmpdir && fallback == env("TMPDIR")) fallback = "/tmp";
-  if (validateDirectoryWritable(fallback)) {
+  if (writableFolder(fallback)) {
     put("TMPDIR", fallback);
   } else {
-    report(message("s_TVelaEnvironmentStrings.rNoWritePermDefaultTempDirErrorStr", {fallback}),
-           true);
+    report(message("s_TVelaEnvironmentStrings.rNoWritePermDefaultTempDirErrorStr", fallback), true);
   }
 }
 
 // ---- Checks ----
 
-bool TVelaEnvironment::validateVELA_LOCATION(std::string& location) {
+bool TVelaEnvironment::validateVELA_LOCATION(Tstring& location) {
+  std::string path = toStd(location);
+  const bool valid = installationValid(path);
+  location = toTstring(path);
+  return valid;
+}
+
+bool TVelaEnvironment::validateVELA_APP_DIR(Tstring& dir) {
+  std::string path = toStd(dir);
+  const bool valid = usableAppDir(path);
+  dir = toTstring(path);
+  return valid;
+}
+
+bool TVelaEnvironment::validateDirectoryWritable(Tstring& dir) {
+  std::string path = toStd(dir);
+  const bool valid = writableFolder(path);
+  dir = toTstring(path);
+  return valid;
+}
+
+namespace {
+
+bool installationValid(std::string& location) {
   while (location.size() > 1 && location.back() == '/') location.pop_back();
   if (location.empty() || !pf::isFolder(location)) return false;
   // The library lives in "lib" (or "bin", as on hosts where libraries sit beside programs) of
@@ -513,46 +597,34 @@ bool TVelaEnvironment::validateVELA_LOCATION(std::string& location) {
   return false;
 }
 
-bool TVelaEnvironment::validateVELA_APP_DIR(std::string& dir) {
-  if (dir.empty()) return false;
-  if (!pf::isFolder(dir)) (void)pf::makeFolders(dir);
-  return validateDirectoryWritable(dir);
-}
-
-bool TVelaEnvironment::validateDirectoryWritable(std::string& dir) {
-  for (char& c : dir) {
-    if (c == '\\') c = '/';
-  }
-  // A trailing separator goes, unless it is all there is or follows a drive colon.
-  while (dir.size() > 1 && dir.back() == '/' && dir[dir.size() - 2] != ':') dir.pop_back();
-  return pf::isWritableFolder(dir);
-}
+}  // namespace
 
 // ---- Queries ----
 
-std::vector<std::string> TVelaEnvironment::splitPath(const char* list) {
-  std::vector<std::string> entries;
-  if (list == nullptr) return entries;
-  const char* start = list;
-  for (const char* p = list;; ++p) {
-    if (*p == kSep || *p == '\0') {
-      if (p != start) entries.emplace_back(start, p);
-      if (*p == '\0') break;
-      start = p + 1;
-    }
-  }
+TstringArray TVelaEnvironment::splitPath(const Tstring& list) {
+  TstringArray entries;
+  (void)list.split(kSep, entries);
   return entries;
 }
 
-std::string TVelaEnvironment::getLocalizedSubdirectory() {
-  const std::string language = pf::localeLanguage();
-  if (language == "en_US" || language.empty()) return state().version;
-  return state().version + "/" + language;
+Tstring TVelaEnvironment::getLocalizedSubdirectory() { return toTstring(localizedSubdirectory()); }
+
+Tstring TVelaEnvironment::velaEnvFileLocation() { return toTstring(state().envFilePath); }
+
+TstringArray TVelaEnvironment::envFileCandidates() {
+  TstringArray files;
+  for (const std::string& file : candidateFiles()) files.addLast(toTstring(file));
+  return files;
 }
 
-std::string TVelaEnvironment::velaEnvFileLocation() { return state().envFilePath; }
+Tstring TVelaEnvironment::replaceTags(const Tstring& text) {
+  return toTstring(tagsReplaced(toStd(text)));
+}
 
-std::vector<std::string> TVelaEnvironment::envFileCandidates() {
+namespace {
+
+std::vector<std::string> candidateFiles() {
+  using E = TVelaEnvironment;
   const Tstate& s = state();
   std::vector<std::string> versions{versionNoX64(), versionAllNoX64()};
   std::vector<std::string> candidates;
@@ -563,24 +635,24 @@ std::vector<std::string> TVelaEnvironment::envFileCandidates() {
     candidates.push_back(path);
   };
   for (const std::string& folder : userDataFolders()) {
-    add(folder + "/" + s.version + "/" + kEnvFileName);
-    add(folder + "/" + kEnvFileName);
+    add(folder + "/" + s.version + "/" + E::kEnvFileName);
+    add(folder + "/" + E::kEnvFileName);
     for (const std::string& v : versions) {
-      if (!v.empty()) add(folder + "/" + v + "/" + kEnvFileName);
+      if (!v.empty()) add(folder + "/" + v + "/" + E::kEnvFileName);
     }
   }
-  add(std::string("./") + kEnvFileName);
+  add(std::string("./") + E::kEnvFileName);
   return candidates;
 }
 
-std::string TVelaEnvironment::replaceTags(const std::string& text) {
+std::string tagsReplaced(const std::string& text) {
   const std::pair<const char*, std::string> tags[] = {
       {"<SEP>", std::string(1, kSep)},
       {"<VELA_LOCATION>", env("VELA_LOCATION")},
       {"<VELA_APP_DIR>", env("VELA_APP_DIR")},
-      {"<APP_NAME>", kAppName},
+      {"<APP_NAME>", TVelaEnvironment::kAppName},
       {"<VERSION>", state().version},
-      {"<LOCALIZED_VERSION>", getLocalizedSubdirectory()},
+      {"<LOCALIZED_VERSION>", localizedSubdirectory()},
       {"<VERSION_NO_X64>", versionNoX64()},
       {"<VERSION_ALL_NO_X64>", versionAllNoX64()},
       {"<CONFIG_DIR>", state().configDir},
@@ -610,13 +682,15 @@ std::string TVelaEnvironment::replaceTags(const std::string& text) {
   return out;
 }
 
+}  // namespace
+
 bool TVelaEnvironment::isDefaultMode() { return state().defaultMode; }
 
-std::string TVelaEnvironment::version() { return state().version; }
+Tstring TVelaEnvironment::version() { return toTstring(state().version); }
 
 // ---- Settings and hooks ----
 
-void TVelaEnvironment::setVersion(const std::string& version) { state().version = version; }
+void TVelaEnvironment::setVersion(const Tstring& version) { state().version = toStd(version); }
 
 void TVelaEnvironment::setDefaultMode(bool on) { state().defaultMode = on; }
 

@@ -9,8 +9,8 @@
 //
 //   int main() {
 //     if (!TVelaEnvironment::initializeVelaEnvironment()) return 1;  // no installation found
-//     for (const std::string& dir : TVelaEnvironment::splitPath(VelaGetEnv("VELA_SCRIPT_PATH")))
-//       ...
+//     TstringArray dirs = TVelaEnvironment::splitPath(VelaGetEnv("VELA_SCRIPT_PATH"));
+//     for (unsigned i = 0; i < dirs.length(); ++i) ...
 //   }
 //
 // Who wins: for plain variables the process environment beats "Vela.env", which beats the
@@ -30,18 +30,18 @@
 // (by default: a terminal on standard input); otherwise the answer is No.
 #pragma once
 
+#include <velacore/strings/Tstring.h>
+#include <velacore/strings/TstringArray.h>
+
 #include <functional>
-#include <string>
-#include <vector>
 
 class TVelaEnvironment {
  public:
   /// Asks the user a Yes/No question; on Yes, fills `folder` with the chosen folder. Returns
   /// whether the answer was Yes.
-  using Tasker =
-      std::function<bool(const std::string& title, const std::string& question, std::string& folder)>;
+  using Tasker = std::function<bool(const Tstring& title, const Tstring& question, Tstring& folder)>;
   /// Shows a start-up message to the user; `error` tells an error from a warning.
-  using Treporter = std::function<void(const std::string& message, bool error)>;
+  using Treporter = std::function<void(const Tstring& message, bool error)>;
 
   /// The application's name, as used in folder names ("vela").
   static const char* const kAppName;
@@ -78,13 +78,13 @@ class TVelaEnvironment {
   static void setVelaPathEnvironmentVariable(const char* name, const char* fileValue,
                                              const char* defaultValue, const char* prefix);
   /// The merged value setVelaPathEnvironmentVariable would store, without storing it.
-  [[nodiscard]] static std::string getNewPath(const char* name, const char* fileValue,
-                                              const char* defaultValue, const char* prefix);
+  [[nodiscard]] static Tstring getNewPath(const char* name, const char* fileValue,
+                                          const char* defaultValue, const char* prefix);
   /// The built-in default list of the path variable `name` (tags not yet replaced); "" for
   /// variables without one.
-  [[nodiscard]] static std::string defaultPathValue(const char* name);
+  [[nodiscard]] static Tstring defaultPathValue(const char* name);
   /// Reads and applies the environment file at `path`. Returns false when it cannot be read.
-  static bool readEnvironmentFile(const std::string& path);
+  static bool readEnvironmentFile(const Tstring& path);
   /// Derives `VELA_LOCATION` (and `VELA_SCRIPT_BASE`) from the library's own file: the parent of
   /// the folder that holds it. Returns false, after reporting when `report` is set, on failure.
   static bool setVELA_LOCATION(bool report);
@@ -99,46 +99,47 @@ class TVelaEnvironment {
   /// @name Checks
   /// @{
   /// Whether `location` is an installation: its library folder holds this library's file.
-  [[nodiscard]] static bool validateVELA_LOCATION(std::string& location);
+  [[nodiscard]] static bool validateVELA_LOCATION(Tstring& location);
   /// Whether `dir` is a usable user data folder (created when missing, then writable).
-  [[nodiscard]] static bool validateVELA_APP_DIR(std::string& dir);
+  [[nodiscard]] static bool validateVELA_APP_DIR(Tstring& dir);
   /// Whether `dir` is an existing folder this process may write to. A trailing separator is
   /// removed from `dir`.
-  [[nodiscard]] static bool validateDirectoryWritable(std::string& dir);
+  [[nodiscard]] static bool validateDirectoryWritable(Tstring& dir);
   /// @}
 
   /// @name Queries
   /// @{
   /// The entries of a path list, split at the path-list separator; empty entries are dropped.
-  [[nodiscard]] static std::vector<std::string> splitPath(const char* list);
+  [[nodiscard]] static TstringArray splitPath(const Tstring& list);
   /// The version folder for the user-interface language: "<VERSION>" for "en_US", else
   /// "<VERSION>/<language>" (such as "1.0/ja_JP").
-  [[nodiscard]] static std::string getLocalizedSubdirectory();
+  [[nodiscard]] static Tstring getLocalizedSubdirectory();
   /// The path of the environment file in use (may not exist), or "" before readVariables.
-  [[nodiscard]] static std::string velaEnvFileLocation();
+  [[nodiscard]] static Tstring velaEnvFileLocation();
   /// Every place "Vela.env" is looked for, in order (`VELA_ENV_DIR` not included).
-  [[nodiscard]] static std::vector<std::string> envFileCandidates();
+  [[nodiscard]] static TstringArray envFileCandidates();
   /// `text` with every tag replaced and backslashes turned into "/".
-  [[nodiscard]] static std::string replaceTags(const std::string& text);
+  [[nodiscard]] static Tstring replaceTags(const Tstring& text);
   /// Whether "-default" was given (or setDefaultMode was called).
   [[nodiscard]] static bool isDefaultMode();
   /// The application version used in folder names.
-  [[nodiscard]] static std::string version();
+  [[nodiscard]] static Tstring version();
   /// @}
 
   /// @name Settings and hooks
   /// @{
   /// Sets the version string used in folder names (before initData; default: the library's
   /// "major.minor").
-  static void setVersion(const std::string& version);
+  static void setVersion(const Tstring& version);
   /// Switches default mode on or off (initData sets it from the command line).
   static void setDefaultMode(bool on);
   /// Installs the asker of start-up questions; null restores the terminal asker.
   static void setAsker(Tasker asker);
   /// Installs the receiver of start-up messages; null restores printing to standard error.
   static void setReporter(Treporter reporter);
-  /// Forgets everything start-up computed, including which path variables were merged. The
-  /// environment itself is not touched (use TenvGuard). For tests and hosts that start again.
+  /// Forgets everything start-up computed, including which path variables were merged, but
+  /// keeps the asker and the reporter. The environment itself is not touched (use TenvGuard).
+  /// For tests and hosts that start again.
   static void resetState();
   /// @}
 };

@@ -4,6 +4,7 @@
 
 #include <velacore/base/Texception.h>
 #include <velacore/memory/Tallocator.h>
+#include <velacore/strings/TstringArray.h>
 
 #include <gtest/gtest.h>
 
@@ -150,10 +151,10 @@ TEST_F(TrecordingTest, StatisticsUseTheCatalogTexts) {
   for (const char* label : {"Page faults:", "Maximum resident size:", "Peak estimated memory:",
                             "Peak arena size:", "Current memory use:"})
     EXPECT_NE(text.find(label), std::string::npos) << label;
-  std::vector<std::string> lines;
+  TstringArray lines;
   TmallocAllocator::getStatistics(lines);
-  EXPECT_EQ(lines.size(), 5u);
-  EXPECT_NE(lines[1].find(" MB"), std::string::npos);
+  ASSERT_EQ(lines.length(), 5u);
+  EXPECT_NE(std::string(lines[1].asC()).find(" MB"), std::string::npos);
 }
 
 TEST_F(TrecordingTest, ExhaustedMemoryReportsAndThrows) {

@@ -27,7 +27,8 @@
 #include <cstdint>
 #include <iosfwd>
 #include <string>
-#include <vector>
+
+class TstringArray;
 
 /// The abstract source of memory pages that arenas draw from.
 class Tallocator {
@@ -105,7 +106,7 @@ class TmallocAllocator : public Tallocator {
   /// use (megabytes) under a separator line.
   static void printStatistics(std::ostream& out);
   /// The same figures as printStatistics, one line per entry, without the separator.
-  static void getStatistics(std::vector<std::string>& lines);
+  static void getStatistics(TstringArray& lines);
 
   /// @name Mappings
   /// A process mapping record. No allocation path uses the disk mapping; it is opened only by

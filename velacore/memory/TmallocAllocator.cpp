@@ -7,6 +7,7 @@
 #include <velacore/memory/internal/TmemoryReport.h>
 #include <velacore/platform/TplatformHeap.h>
 #include <velacore/platform/TplatformMemory.h>
+#include <velacore/strings/TstringArray.h>
 
 #include <algorithm>
 #include <atomic>
@@ -18,6 +19,7 @@
 #include <new>
 #include <ostream>
 #include <unordered_map>
+#include <vector>
 
 namespace {
 
@@ -121,6 +123,36 @@ void open(TallocatorState& s) {
   if (s.useMalloc.load() == kOff) s.pageSize.store(16);
 }
 
+void statisticsLines(std::vector<std::string>& lines) {
+  vela::platform::TprocessUsage usage;
+  if (!vela::platform::processUsage(usage)) usage = {};
+  TallocatorState& s = state();
+  std::size_t peak = 0;
+  std::size_t heapAtPeak = 0;
+  std::size_t current = 0;
+  {
+    TmtScopedLock guard(s.lock);
+    peak = s.peakLarge;
+    heapAtPeak = s.heapAtPeak;
+    current = s.currentLarge + vela::platform::heapBytesInUse();
+  }
+  const char* megabytes = text("s_TmallocAllocatorStrings.rMegabytes");
+  char line[256];
+  std::snprintf(line, sizeof line, "%s %llu", text("s_TmallocAllocatorStrings.rPageFaults"),
+                static_cast<unsigned long long>(usage.pageFaults));
+  lines.emplace_back(line);
+  const auto addMegabytes = [&](const char* key, double bytes) {
+    std::snprintf(line, sizeof line, "%s %.2f %s", text(key), bytes * kBytesToMegabytes,
+                  megabytes);
+    lines.emplace_back(line);
+  };
+  addMegabytes("s_TmallocAllocatorStrings.rMaxResidentSize",
+               static_cast<double>(usage.maxResidentBytes));
+  addMegabytes("s_TmallocAllocatorStrings.rPeakEstimated", static_cast<double>(peak + heapAtPeak));
+  addMegabytes("s_TmallocAllocatorStrings.rPeakArenaSize", static_cast<double>(peak));
+  addMegabytes("s_TmallocAllocatorStrings.rCurrent", static_cast<double>(current));
+}
+
 // The report made when memory runs out; throws unless the report is switched off, in which case
 // the caller hands back null. Called without the allocator's lock held.
 void outOfMemory(std::size_t request) {
@@ -142,7 +174,7 @@ void outOfMemory(std::size_t request) {
                static_cast<double>(TmallocAllocator::kLowMemoryThreshold) * kBytesToMegabytes);
   std::fprintf(stderr, "%s\n", text("s_TmallocAllocatorStrings.rMemoryUseWhenThrown"));
   std::vector<std::string> lines;
-  TmallocAllocator::getStatistics(lines);
+  statisticsLines(lines);
   for (const std::string& line : lines) std::fprintf(stderr, "%s\n", line.c_str());
   std::fputs(kSeparator, stderr);
   std::fflush(stderr);
@@ -233,36 +265,6 @@ bool freeLocked(TallocatorState& s, void* p) {
   if (s.records.bucket_count() > 1024 && s.records.size() * 8 < s.records.bucket_count())
     s.records.rehash(s.records.size() * 2);
   return true;
-}
-
-void statisticsLines(std::vector<std::string>& lines) {
-  vela::platform::TprocessUsage usage;
-  if (!vela::platform::processUsage(usage)) usage = {};
-  TallocatorState& s = state();
-  std::size_t peak = 0;
-  std::size_t heapAtPeak = 0;
-  std::size_t current = 0;
-  {
-    TmtScopedLock guard(s.lock);
-    peak = s.peakLarge;
-    heapAtPeak = s.heapAtPeak;
-    current = s.currentLarge + vela::platform::heapBytesInUse();
-  }
-  const char* megabytes = text("s_TmallocAllocatorStrings.rMegabytes");
-  char line[256];
-  std::snprintf(line, sizeof line, "%s %llu", text("s_TmallocAllocatorStrings.rPageFaults"),
-                static_cast<unsigned long long>(usage.pageFaults));
-  lines.emplace_back(line);
-  const auto addMegabytes = [&](const char* key, double bytes) {
-    std::snprintf(line, sizeof line, "%s %.2f %s", text(key), bytes * kBytesToMegabytes,
-                  megabytes);
-    lines.emplace_back(line);
-  };
-  addMegabytes("s_TmallocAllocatorStrings.rMaxResidentSize",
-               static_cast<double>(usage.maxResidentBytes));
-  addMegabytes("s_TmallocAllocatorStrings.rPeakEstimated", static_cast<double>(peak + heapAtPeak));
-  addMegabytes("s_TmallocAllocatorStrings.rPeakArenaSize", static_cast<double>(peak));
-  addMegabytes("s_TmallocAllocatorStrings.rCurrent", static_cast<double>(current));
 }
 
 }  // namespace
@@ -446,12 +448,16 @@ std::size_t TmallocAllocator::heapBytesAtPeak() {
 
 void TmallocAllocator::printStatistics(std::ostream& out) {
   std::vector<std::string> lines;
-  getStatistics(lines);
+  statisticsLines(lines);
   out << kSeparator;
   for (const std::string& line : lines) out << line << '\n';
 }
 
-void TmallocAllocator::getStatistics(std::vector<std::string>& lines) { statisticsLines(lines); }
+void TmallocAllocator::getStatistics(TstringArray& lines) {
+  std::vector<std::string> text;
+  statisticsLines(text);
+  for (const std::string& line : text) lines.addLast(Tstring(line.c_str()));
+}
 
 void TmallocAllocator::purge() {
   TallocatorState& s = state();

@@ -1,0 +1,152 @@
+// Nested timers and the stopwatch.
+#include <velacore/debug/Tclock.h>
+#include <velacore/debug/TdebugOutputString.h>
+#include <velacore/debug/TnestedTimers.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+class TnestedTimersTest : public ::testing::Test {
+ protected:
+  void SetUp() override { clean(); }
+  void TearDown() override { clean(); }
+  static void clean() {
+    while (TnestedTimers::openLevels() > 0) TnestedTimers::stopNested();
+    TnestedTimers::releaseAll();
+  }
+  static void spin() {
+    const double until = TnestedTimers::pollTimer() + 0.0002;
+    while (TnestedTimers::pollTimer() < until) {
+    }
+  }
+};
+
+}  // namespace
+
+TEST_F(TnestedTimersTest, RecursionTimesOnlyTheOuterRun) {
+  const int t = TnestedTimers::getNextIndex("recursive", 42);
+  ASSERT_GE(t, 0);
+  EXPECT_EQ(TnestedTimers::tag(t), 42u);
+  TnestedTimers::start(t);
+  spin();
+  TnestedTimers::start(t);
+  spin();
+  const double inner = TnestedTimers::stop(t);
+  EXPECT_EQ(TnestedTimers::getCount(t), 0);  // still running
+  const double outer = TnestedTimers::stop(t);
+  EXPECT_GT(inner, 0.0);
+  EXPECT_GE(outer, inner);
+  EXPECT_EQ(TnestedTimers::getCount(t), 1);
+  EXPECT_EQ(TnestedTimers::getRecursions(t), 1);
+  EXPECT_DOUBLE_EQ(TnestedTimers::getTime(t), outer);
+  EXPECT_EQ(TnestedTimers::stop(t), 0.0);  // idle
+  EXPECT_EQ(TnestedTimers::stop(-1), 0.0);
+  TnestedTimers::start(-1);
+  TnestedTimers::start(TnestedTimers::kSlots);
+}
+
+TEST_F(TnestedTimersTest, TableHoldsExactly128) {
+  const int unnamed = TnestedTimers::getNextIndex(nullptr);
+  EXPECT_GE(unnamed, 0);
+  EXPECT_EQ(TnestedTimers::description(unnamed), nullptr);  // still free
+  std::vector<int> taken;
+  for (int i = 0; i < TnestedTimers::kSlots; ++i) {
+    const int index = TnestedTimers::getNextIndex(("t" + std::to_string(i)).c_str());
+    ASSERT_GE(index, 0) << i;
+    taken.push_back(index);
+  }
+  EXPECT_EQ(TnestedTimers::getNextIndex("one too many"), -1);
+  EXPECT_EQ(TnestedTimers::getIndex("t7"), taken[7]);
+  TnestedTimers::releaseIndex(taken[3]);
+  EXPECT_EQ(TnestedTimers::getIndex("again"), taken[3]);
+}
+
+TEST_F(TnestedTimersTest, NestingMakesInstancesPerParent) {
+  const int a = TnestedTimers::getIndex("a");
+  const int b = TnestedTimers::getIndex("b");
+  TnestedTimers::startNested(a);
+  TnestedTimers::startNested(b);
+  TnestedTimers::startNested(b);  // recursion: not a new level
+  EXPECT_EQ(TnestedTimers::openLevels(), 2);
+  TnestedTimers::stopNested();
+  TnestedTimers::stopNested();
+  TnestedTimers::stopNested();
+  EXPECT_EQ(TnestedTimers::openLevels(), 0);
+  TnestedTimers::startNested(b);  // b at the top level: a second instance
+  spin();
+  TnestedTimers::stopNested();
+
+  std::vector<int> tree;
+  TnestedTimers::collectAllNestedTimers(tree);
+  ASSERT_EQ(tree.size(), 3u);
+  EXPECT_EQ(tree[0], a);
+  EXPECT_EQ(tree[1], b);
+  const int instance = tree[2];
+  EXPECT_NE(instance, b);
+  EXPECT_STREQ(TnestedTimers::description(instance), "b");
+  EXPECT_EQ(TnestedTimers::getNestingInfo(b)->parent, TnestedTimers::getNestingInfo(a));
+  EXPECT_EQ(TnestedTimers::getRecursions(b), 1);
+  EXPECT_DOUBLE_EQ(TnestedTimers::getTime(b, true),
+                   TnestedTimers::getTime(b) + TnestedTimers::getTime(instance));
+  EXPECT_EQ(TnestedTimers::numNestedTimerCalls(), 4);
+
+  TdebugOutputString out;
+  TnestedTimers::dump(TnestedTimers::kNested | TnestedTimers::kWithInstances, &out);
+  const std::string report = out.string().asC();
+  EXPECT_EQ(report.find("Idx Description                    Cumulative    Average  Count "),
+            0u)
+      << report;
+  EXPECT_NE(report.find("Time   Tot %  Lev % Count Tim%\n"),
+            std::string::npos)
+      << report;
+  EXPECT_NE(report.find("  b  "), std::string::npos) << report;
+
+  TnestedTimers::reset();  // drops the instance
+  EXPECT_EQ(TnestedTimers::description(instance), nullptr);
+  EXPECT_EQ(TnestedTimers::getCount(b), 0);
+  tree.clear();
+  TnestedTimers::collectAllNestedTimers(tree);
+  EXPECT_TRUE(tree.empty());
+}
+
+TEST_F(TnestedTimersTest, DumpAndResetRefuseWhileLevelsAreOpen) {
+  const int t = TnestedTimers::getIndex("work");
+  TnestedTimers::start(t);
+  TnestedTimers::stop(t);
+  TnestedTimers::startNested(t);
+  TnestedTimers::reset();
+  EXPECT_EQ(TnestedTimers::getCount(t), 1);  // untouched
+  TdebugOutputString out;
+  TnestedTimers::dump(TnestedTimers::kFlat, &out);
+  EXPECT_STREQ(out.string().asC(), "cannot print results, timers not closed (1 opened levels)\n");
+  TnestedTimers::stopNested();
+  EXPECT_EQ(TnestedTimers::stopNested(), 0.0);  // nothing open
+  EXPECT_EQ(TnestedTimers::getCount(t), 2);
+  TnestedTimers::reset(t);
+  EXPECT_EQ(TnestedTimers::getCount(t), 0);
+  out.clear();
+  TnestedTimers::dump(TnestedTimers::kFlat, &out);
+  EXPECT_EQ(std::string(out.string().asC()).find(" work "), std::string::npos);  // no runs
+}
+
+TEST(Tclock, StartPauseStop) {
+  Tclock clock;
+  EXPECT_EQ(clock.elapsedSeconds(), 0.0);
+  clock.startAt(5.0);
+  EXPECT_TRUE(clock.isRunning());
+  EXPECT_GE(clock.elapsedSeconds(), 5.0);
+  clock.pause();
+  const double paused = clock.elapsedSeconds();
+  EXPECT_EQ(clock.elapsedSeconds(), paused);  // frozen while paused
+  clock.pause();                              // resumes
+  const double stopped = clock.stop();
+  EXPECT_GE(stopped, paused);
+  EXPECT_EQ(clock.elapsedSeconds(), stopped);
+  clock.reset();
+  EXPECT_EQ(clock.elapsedSeconds(), 0.0);
+  EXPECT_FALSE(clock.isRunning());
+}

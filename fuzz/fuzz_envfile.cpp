@@ -25,7 +25,8 @@ Tpairs parse(const std::uint8_t* data, std::size_t size, std::size_t piece) {
   Tpairs pairs;
   TenvFileParser parser(&lookup, [&pairs](const std::string& name, const std::string& value) {
     // Checked here against the rules themselves, not through isAcceptedName.
-    if (name.empty() || name[0] == '#' || name.size() > TenvFileParser::kMaxLineLength) std::abort();
+    if (name.empty() || name[0] == '#' || name.size() > TenvFileParser::kMaxLineLength)
+      std::abort();
     for (const char c : name) {
       if (std::strchr(" \t\r\n\\/:*\"<>|=", c) != nullptr || c == '\0') std::abort();
     }

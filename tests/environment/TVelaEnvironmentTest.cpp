@@ -58,7 +58,8 @@ class TVelaEnvironmentTest : public ::testing::Test {
     // A fake installation: the library folder holds a file named like our library.
     const fs::path library = vela::platform::ownLibraryPath();
     write(fInstall / "lib" / library.filename(), "");
-    for (const fs::path& dir : {fAppDir, fDocs, fRoot / "xdg-config", fRoot / "xdg-home", fRoot / "tmp"})
+    for (const fs::path& dir :
+         {fAppDir, fDocs, fRoot / "xdg-config", fRoot / "xdg-home", fRoot / "tmp"})
       fs::create_directories(dir);
     for (const char* name : {"VELA_LOCATION", "VELA_APP_DIR", "VELA_ENV_DIR", "VELA_SCRIPT_BASE",
                              "VELA_SHELF_PATH", "VELA_PRE_70_PATH_ORDERING", "TEMP", "USER",
@@ -139,14 +140,15 @@ TEST(TenvFileParser, LineSyntax) {
   EXPECT_EQ(parse("NAME=a=b"), "NAME|a=b");
   EXPECT_EQ(parse("NAME="), "NAME|");
   EXPECT_EQ(parse("NAME=\r"), "NAME|");
-  for (const char* ignored : {"# A=1", "#A=1", "=1", "A", "", "   =1", "A B=1", "A\tB=1", "A/B=1",
-                              "A\\B=1", "A:B=1", "A*B=1", "A\"B=1", "A<B=1", "A>B=1", "A|B=1",
-                              " #A=1", "A\x01=1"}) {
+  for (const char* ignored :
+       {"# A=1", "#A=1", "=1", "A", "", "   =1", "A B=1", "A\tB=1", "A/B=1", "A\\B=1", "A:B=1",
+        "A*B=1", "A\"B=1", "A<B=1", "A>B=1", "A|B=1", " #A=1", "A\x01=1"}) {
     EXPECT_EQ(parse(ignored), "-") << ignored;
   }
   EXPECT_EQ(parse("A=$HOME/x"), "A|/home/ann/x");
   EXPECT_EQ(parse("A=%HOME%x"), "A|/home/annx");
-  EXPECT_EQ(parse("A=$HOME$HOME:$HOME;%HOME%%HOME%"), "A|/home/ann/home/ann:/home/ann;/home/ann/home/ann");
+  EXPECT_EQ(parse("A=$HOME$HOME:$HOME;%HOME%%HOME%"),
+            "A|/home/ann/home/ann:/home/ann;/home/ann/home/ann");
   EXPECT_EQ(parse("A=$EMPTY:x"), "A|:x");
   EXPECT_EQ(parse("A=$UNSET/%UNSET% $"), "A|$UNSET/%UNSET% $");
   EXPECT_EQ(parse("A=100% of %HOME"), "A|100% of %HOME");
@@ -158,11 +160,12 @@ TEST(TenvFileParser, LineSyntax) {
 
 TEST(TenvFileParser, LinesCrlfOverlongNulAndNoFinalNewline) {
   std::vector<std::string> got;
-  TenvFileParser p(nullptr, [&](const std::string& n, const std::string& v) { got.push_back(n + "=" + v); });
+  TenvFileParser p(nullptr,
+                   [&](const std::string& n, const std::string& v) { got.push_back(n + "=" + v); });
   const std::string longValue(TenvFileParser::kMaxLineLength - 2, 'v');
   const std::string tooLong(TenvFileParser::kMaxLineLength - 1, 'w');
-  const std::string text = "A=1\r\nB=\x01\x02\xff\n" + std::string("C=x\0y\n", 6) + "D=" + longValue +
-                           "\nE=" + tooLong + "\nF=2";
+  const std::string text = "A=1\r\nB=\x01\x02\xff\n" + std::string("C=x\0y\n", 6) +
+                           "D=" + longValue + "\nE=" + tooLong + "\nF=2";
   for (char c : text) p.feed(&c, 1);  // the worst split there is
   p.finish();
   ASSERT_EQ(got.size(), 4u);
@@ -174,13 +177,14 @@ TEST(TenvFileParser, LinesCrlfOverlongNulAndNoFinalNewline) {
 
 TEST_F(TVelaEnvironmentTest, FileSetsPlainVariablesButProcessWins) {
   set("VELA_T_PROCESS", "process");
-  ASSERT_TRUE(start("VELA_T_PROCESS=file\n"
-                    "VELA_T_NEW = spaced  value \n"
-                    "VELA_T_REF=$VELA_T_NEW/%VELA_T_PROCESS%\n"
-                    "VELA_T_TAGS=<VELA_LOCATION>\\x<SEP>y\n"
-                    "VELA_T_EMPTY=\n"
-                    "VELA_T_NEW=again\n"
-                    "VELA_HELP_URL=https://help.example/vela\n"));
+  ASSERT_TRUE(
+      start("VELA_T_PROCESS=file\n"
+            "VELA_T_NEW = spaced  value \n"
+            "VELA_T_REF=$VELA_T_NEW/%VELA_T_PROCESS%\n"
+            "VELA_T_TAGS=<VELA_LOCATION>\\x<SEP>y\n"
+            "VELA_T_EMPTY=\n"
+            "VELA_T_NEW=again\n"
+            "VELA_HELP_URL=https://help.example/vela\n"));
   EXPECT_EQ(get("VELA_T_PROCESS"), "process");
   EXPECT_EQ(get("VELA_T_NEW"), "spaced  value");
   EXPECT_EQ(get("VELA_T_REF"), "spaced  value/process");
@@ -202,10 +206,11 @@ TEST_F(TVelaEnvironmentTest, PathVariablesMergeInFixedOrderOnce) {
   set("VELA_CONTENT_PATH", "/proc/content");
   set("VELA_SHELF_PATH", "/shelves");
   set("PATH", std::string("/usr/bin") + kSep + "/bin");
-  ASSERT_TRUE(start("VELA_SCRIPT_PATH=/file/scripts\n"
-                    "VELA_SCRIPT_PATH=/file/second\n"
-                    "PATH=/file/bin\n"
-                    "VELA_PLUG_IN_RESOURCE_PATH=/file/res\n"));
+  ASSERT_TRUE(
+      start("VELA_SCRIPT_PATH=/file/scripts\n"
+            "VELA_SCRIPT_PATH=/file/second\n"
+            "PATH=/file/bin\n"
+            "VELA_PLUG_IN_RESOURCE_PATH=/file/res\n"));
   const std::string loc = fInstall.string(), app = fAppDir.string();
   const std::vector<std::string> scripts = entries("VELA_SCRIPT_PATH");
   ASSERT_GE(scripts.size(), 20u);
@@ -221,10 +226,12 @@ TEST_F(TVelaEnvironmentTest, PathVariablesMergeInFixedOrderOnce) {
 
   EXPECT_EQ(entries("PATH"), (std::vector<std::string>{loc + "/bin/Cg", loc + "/bin", "/usr/bin",
                                                        "/bin", "/file/bin"}));
-  EXPECT_EQ(entries("VELA_CONTENT_PATH"), (std::vector<std::string>{loc + "/Examples", "/proc/content"}));
+  EXPECT_EQ(entries("VELA_CONTENT_PATH"),
+            (std::vector<std::string>{loc + "/Examples", "/proc/content"}));
   EXPECT_EQ(get("VELA_PLUG_IN_RESOURCE_PATH"), "/file/res");
-  EXPECT_EQ(entries("VELA_PLUG_IN_PATH"),
-            (std::vector<std::string>{app + "/7.1/plug-ins", app + "/plug-ins", loc + "/bin/plug-ins"}));
+  EXPECT_EQ(
+      entries("VELA_PLUG_IN_PATH"),
+      (std::vector<std::string>{app + "/7.1/plug-ins", app + "/plug-ins", loc + "/bin/plug-ins"}));
   EXPECT_EQ(entries("VELA_MODULE_PATH").front(), loc + "/modules");
   EXPECT_EQ(entries("VELA_MODULE_PATH").back(), "/usr/local/share/Corvanta Shared/Modules/vela/7");
   EXPECT_EQ(entries("XBMLANGPATH").front(), app + "/7.1/prefs/icons");
@@ -262,7 +269,8 @@ TEST_F(TVelaEnvironmentTest, DefaultModeLeavesUserFoldersAndFileOutExceptPath) {
                     /*defaultMode=*/true));
   const std::string loc = fInstall.string(), app = fAppDir.string();
   EXPECT_EQ(get("VELA_PLUG_IN_PATH"), loc + "/bin/plug-ins");
-  EXPECT_EQ(entries("XBMLANGPATH"), (std::vector<std::string>{loc + "/app-defaults", loc + "/icons"}));
+  EXPECT_EQ(entries("XBMLANGPATH"),
+            (std::vector<std::string>{loc + "/app-defaults", loc + "/icons"}));
   EXPECT_EQ(get("VELA_MODULE_PATH"), loc + "/modules");
   EXPECT_EQ(entries("VELA_SCRIPT_PATH").front(), loc + "/scripts");
   for (const char* name : TVelaEnvironment::kPathVariables) {
@@ -284,9 +292,10 @@ TEST_F(TVelaEnvironmentTest, FileCandidatesInOrderAndEmptyFileCreatedAtFirst) {
   // initData has not run: only VELA_APP_DIR and the working folder are known.
   TVelaEnvironment::initData();
   const std::vector<std::string> all = strings(TVelaEnvironment::envFileCandidates());
-  ASSERT_EQ(all, (std::vector<std::string>{app + "/7.1/Vela.env", app + "/Vela.env", app + "/7/Vela.env",
-                                          docsApp + "/7.1/Vela.env", docsApp + "/Vela.env",
-                                          docsApp + "/7/Vela.env", "./Vela.env"}));
+  ASSERT_EQ(all,
+            (std::vector<std::string>{app + "/7.1/Vela.env", app + "/Vela.env", app + "/7/Vela.env",
+                                      docsApp + "/7.1/Vela.env", docsApp + "/Vela.env",
+                                      docsApp + "/7/Vela.env", "./Vela.env"}));
   EXPECT_EQ(candidates.size(), 4u);
 
   // Each candidate wins over the ones after it.
@@ -331,7 +340,9 @@ TEST_F(TVelaEnvironmentTest, MissingFileIsCreatedOrCopiedFromEarlierVersion) {
 }
 
 TEST_F(TVelaEnvironmentTest, BadFilesNeverStopStartUp) {
-  const char binary[] = "\x7f" "ELF\0\0\x01\xff\xfe=\x80\n\0=\0\n";
+  const char binary[] =
+      "\x7f"
+      "ELF\0\0\x01\xff\xfe=\x80\n\0=\0\n";
   const std::string garbage(binary, sizeof binary - 1);
   ASSERT_TRUE(start(garbage + "GOOD1=a\r\n" + std::string(20000, 'x') + "=1\nGOOD2=b"));
   EXPECT_EQ(get("GOOD1"), "a");

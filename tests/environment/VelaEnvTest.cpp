@@ -78,7 +78,7 @@ TEST_F(VelaEnvTest, PathKeepsFirstOccurrenceOnly) {
 TEST_F(VelaEnvTest, QueuedAssignmentsReplayInOrder) {
   ASSERT_EQ(VelaPutEnv("VELA_T_1=one"), 0);
   ASSERT_EQ(VelaPutEnv(("PATH=" + joined({"/x", "/x"})).c_str()), 0);
-  ASSERT_LT(VelaPutEnv("BROKEN"), 0);  // failures are not queued
+  ASSERT_LT(VelaPutEnv("BROKEN"), 0);      // failures are not queued
   ASSERT_EQ(VelaUnsetEnv("VELA_T_1"), 0);  // no unset callback yet: nothing to remember
   ASSERT_EQ(VelaPutEnv("VELA_T_2=two"), 0);
   EXPECT_TRUE(gModified.empty());

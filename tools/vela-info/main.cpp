@@ -119,14 +119,15 @@ int showEnvironment(int argc, char** argv) {
 }
 
 void usage(std::FILE* out) {
-  std::fputs("usage: vela-info [command]\n"
-             "  (none)   library version, build type and host facts\n"
-             "  env [INSTALLATION [USER_DIR]]\n"
-             "           run the start-up environment set-up (on the demo installation in\n"
-             "           examples/ when no installation is given) and show the variables it\n"
-             "           set and every search-path entry\n"
-             "  --help   this text\n",
-             out);
+  std::fputs(
+      "usage: vela-info [command]\n"
+      "  (none)   library version, build type and host facts\n"
+      "  env [INSTALLATION [USER_DIR]]\n"
+      "           run the start-up environment set-up (on the demo installation in\n"
+      "           examples/ when no installation is given) and show the variables it\n"
+      "           set and every search-path entry\n"
+      "  --help   this text\n",
+      out);
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <iterator>
 #include <utility>
 
 namespace pf = vela::platform;
@@ -19,11 +20,16 @@ namespace pf = vela::platform;
 const char* const TVelaEnvironment::kAppName = "vela";
 const char* const TVelaEnvironment::kEnvFileName = "Vela.env";
 const char* const TVelaEnvironment::kFeatureFolders[10] = {
-    "brushStrokes", "fluids", "strands",   "softBodies", "tracking",
-    "fibers",       "rigging", "crowds", "terrain",    "motionGraphics"};
-const char* const TVelaEnvironment::kPathVariables[8] = {
-    "PATH",           "VELA_PLUG_IN_PATH", "VELA_PLUG_IN_RESOURCE_PATH", "VELA_SCRIPT_PATH",
-    "VELA_MODULE_PATH", "VELA_CONTENT_PATH", "XBMLANGPATH",               "VELA_SYNC_HUB_CONFIG_PATH"};
+    "brushStrokes", "fluids",  "strands", "softBodies", "tracking",
+    "fibers",       "rigging", "crowds",  "terrain",    "motionGraphics"};
+const char* const TVelaEnvironment::kPathVariables[8] = {"PATH",
+                                                         "VELA_PLUG_IN_PATH",
+                                                         "VELA_PLUG_IN_RESOURCE_PATH",
+                                                         "VELA_SCRIPT_PATH",
+                                                         "VELA_MODULE_PATH",
+                                                         "VELA_CONTENT_PATH",
+                                                         "XBMLANGPATH",
+                                                         "VELA_SYNC_HUB_CONFIG_PATH"};
 
 namespace {
 
@@ -33,8 +39,8 @@ constexpr char kSep = pf::kPathListSeparator;
 constexpr std::size_t kMachineSettingBytes = 999;
 
 struct Tstate {
-  std::string version = std::to_string(VELACORE_VERSION_MAJOR) + "." +
-                        std::to_string(VELACORE_VERSION_MINOR);
+  std::string version =
+      std::to_string(VELACORE_VERSION_MAJOR) + "." + std::to_string(VELACORE_VERSION_MINOR);
   bool defaultMode = false;
   unsigned mergedBits = 0;  // one bit per entry of kPathVariables
   std::string configDir;    // <CONFIG_DIR>, "" when the machine has none
@@ -50,7 +56,9 @@ Tstate& state() {
   return s;
 }
 
-Tstring toTstring(const std::string& s) { return Tstring(s.data(), static_cast<unsigned>(s.size())); }
+Tstring toTstring(const std::string& s) {
+  return Tstring(s.data(), static_cast<unsigned>(s.size()));
+}
 
 std::string toStd(const Tstring& t) { return std::string(t.asC(), t.length()); }
 
@@ -79,7 +87,7 @@ std::string defaultPath(const char* name);
 bool readFile(const std::string& path);
 
 int pathVariableIndex(const char* name) {
-  for (int i = 0; i < 8; ++i) {
+  for (int i = 0; i < static_cast<int>(std::size(TVelaEnvironment::kPathVariables)); ++i) {
     if (std::strcmp(TVelaEnvironment::kPathVariables[i], name) == 0) return i;
   }
   return -1;
@@ -311,7 +319,8 @@ void TVelaEnvironment::initData() {
   Tstate& s = state();
   const std::vector<std::string> args = pf::commandLineArguments();
   s.defaultMode = false;
-  for (std::size_t i = 1; i < args.size(); ++i) s.defaultMode = s.defaultMode || args[i] == "-default";
+  for (std::size_t i = 1; i < args.size(); ++i)
+    s.defaultMode = s.defaultMode || args[i] == "-default";
   s.documentsDir = pf::documentsFolder();
   s.configDir.clear();
   s.moduleDir.clear();
@@ -457,7 +466,8 @@ std::string defaultPath(const char* name) {
     line(user, "<VELA_APP_DIR>/<LOCALIZED_VERSION>/prefs/shelves");
     line(user, "<VELA_APP_DIR>/<LOCALIZED_VERSION>/prefs/radialMenus");
     line(user, "<VELA_APP_DIR>/<LOCALIZED_VERSION>/prefs/scripts");
-    for (const char* sub : {"", "/startup", "/shelves", "/others", "/editorTemplates", "/unsupported"}) {
+    for (const char* sub :
+         {"", "/startup", "/shelves", "/others", "/editorTemplates", "/unsupported"}) {
       lines.push_back(std::string("<VELA_LOCATION>/scripts") + sub);
     }
     featureLines("<VELA_LOCATION>/scripts/");

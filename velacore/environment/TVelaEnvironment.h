@@ -39,7 +39,8 @@ class TVelaEnvironment {
  public:
   /// Asks the user a Yes/No question; on Yes, fills `folder` with the chosen folder. Returns
   /// whether the answer was Yes.
-  using Tasker = std::function<bool(const Tstring& title, const Tstring& question, Tstring& folder)>;
+  using Tasker =
+      std::function<bool(const Tstring& title, const Tstring& question, Tstring& folder)>;
   /// Shows a start-up message to the user; `error` tells an error from a warning.
   using Treporter = std::function<void(const Tstring& message, bool error)>;
 

@@ -77,8 +77,8 @@ bool machineSetting(const char* organization, const char* application, const cha
   if (organization == nullptr || application == nullptr || key == nullptr) return false;
   // Read the files ourselves rather than through QSettings::SystemScope: Qt 5 fixes the
   // system folder once per process and ignores XDG_CONFIG_DIRS.
-  std::string dirs = nonEmptyEnv("XDG_CONFIG_DIRS") != nullptr ? std::getenv("XDG_CONFIG_DIRS")
-                                                                : "/etc/xdg";
+  std::string dirs =
+      nonEmptyEnv("XDG_CONFIG_DIRS") != nullptr ? std::getenv("XDG_CONFIG_DIRS") : "/etc/xdg";
   std::size_t start = 0;
   while (start <= dirs.size()) {
     std::size_t end = dirs.find(':', start);
@@ -101,8 +101,7 @@ bool machineSetting(const char* organization, const char* application, const cha
 std::string ownLibraryPath() {
   Dl_info info{};
   // Any function of the library will do: its address lies inside our own mapping.
-  if (dladdr(reinterpret_cast<void*>(&ownLibraryPath), &info) == 0 ||
-      info.dli_fname == nullptr) {
+  if (dladdr(reinterpret_cast<void*>(&ownLibraryPath), &info) == 0 || info.dli_fname == nullptr) {
     return std::string();
   }
   std::string path = info.dli_fname;
@@ -171,7 +170,7 @@ bool isWritableFolder(const std::string& path) {
 bool makeFolders(const std::string& path) {
   if (path.empty()) return false;
   if (isFolder(path)) return true;
-  for (std::size_t slash = path.find('/', 1); ; slash = path.find('/', slash + 1)) {
+  for (std::size_t slash = path.find('/', 1);; slash = path.find('/', slash + 1)) {
     const std::string prefix = path.substr(0, slash);
     if (!prefix.empty() && ::mkdir(prefix.c_str(), 0777) != 0 && errno != EEXIST) return false;
     if (slash == std::string::npos) break;

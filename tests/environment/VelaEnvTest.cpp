@@ -6,8 +6,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <random>
 #include <string>
 #include <thread>
+#include <unordered_set>
 #include <vector>
 
 namespace {
@@ -75,6 +77,26 @@ TEST_F(VelaEnvTest, PathKeepsFirstOccurrenceOnly) {
   EXPECT_EQ(std::string(VelaGetEnv("PATH")), joined({"", "/a"}));
 }
 
+// Against an independent oracle: random lists drawn from a small alphabet, so that repeats,
+// empty entries and prefixes of other entries are common.
+TEST_F(VelaEnvTest, PathCleaningMatchesFirstOccurrenceOracle) {
+  std::mt19937 rng(7);
+  const char* pieces[] = {"", "/a", "/a/", "/b", "/ab", "a", " /a"};
+  for (int round = 0; round < 300; ++round) {
+    std::string value, expected;
+    std::unordered_set<std::string> seen;
+    const int n = static_cast<int>(rng() % 8);
+    for (int i = 0; i < n; ++i) {
+      const std::string e = pieces[rng() % std::size(pieces)];
+      if (i > 0) value += kSep;
+      value += e;
+      if (seen.insert(e).second) expected += (seen.size() > 1 ? std::string(1, kSep) : "") + e;
+    }
+    ASSERT_EQ(VelaPutEnv(("PATH=" + value).c_str()), 0);
+    ASSERT_EQ(std::string(VelaGetEnv("PATH")), expected) << "from '" << value << "'";
+  }
+}
+
 TEST_F(VelaEnvTest, QueuedAssignmentsReplayInOrder) {
   ASSERT_EQ(VelaPutEnv("VELA_T_1=one"), 0);
   ASSERT_EQ(VelaPutEnv(("PATH=" + joined({"/x", "/x"})).c_str()), 0);
@@ -133,4 +155,30 @@ TEST_F(VelaEnvTest, ConcurrentReadersAndWriters) {
   }
   for (std::thread& th : threads) th.join();
   EXPECT_STREQ(VelaGetEnv("VELA_T_THREAD_0"), "299");
+}
+
+// Writers race with the installation of the callback: every assignment reaches it exactly once,
+// and each thread's assignments arrive in the order they were made.
+TEST_F(VelaEnvTest, CallbackInstalledWhileThreadsWrite) {
+  constexpr int kThreads = 4, kEach = 200;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([t] {
+      for (int i = 0; i < kEach; ++i) {
+        const std::string a = "VELA_T_W" + std::to_string(t) + "=" + std::to_string(i);
+        EXPECT_EQ(VelaPutEnv(a.c_str()), 0);
+      }
+    });
+  }
+  std::this_thread::yield();
+  VelaSetModifyEnvCallbacks(&recordModify, nullptr);
+  for (std::thread& th : threads) th.join();
+
+  ASSERT_EQ(gModified.size(), static_cast<std::size_t>(kThreads * kEach));
+  std::vector<int> next(kThreads, 0);
+  for (const std::string& a : gModified) {
+    const int t = a[8] - '0';
+    ASSERT_EQ(a, "VELA_T_W" + std::to_string(t) + "=" + std::to_string(next[t]));
+    ++next[t];
+  }
 }

@@ -1,7 +1,7 @@
 // vela-info: shows what velacore knows about itself and the machine it runs on.
 //
 //   vela-info            the library's version, build and the host facts
-//   vela-info env [INSTALLATION [USER_DIR]]
+//   vela-info env [-default] [INSTALLATION [USER_DIR]]
 //                        runs the start-up environment set-up and shows what it did
 //   vela-info --help     the subcommands
 #include <velacore/base/TbuildInfo.h>
@@ -37,6 +37,18 @@ int showLibrary() {
     std::printf("free swap:       %.0f MiB\n", mem.freeSwap / kMiB);
   }
   return 0;
+}
+
+void usage(std::FILE* out) {
+  std::fputs(
+      "usage: vela-info [command]\n"
+      "  (none)   library version, build type and host facts\n"
+      "  env [-default] [INSTALLATION [USER_DIR]]\n"
+      "           run the start-up environment set-up (on the demo installation in\n"
+      "           examples/ when no installation is given) and show the variables it\n"
+      "           set and every search-path entry\n"
+      "  --help   this text\n",
+      out);
 }
 
 // ---- env ----
@@ -81,9 +93,18 @@ void putEnv(const char* name, const std::string& value) {
 
 int showEnvironment(int argc, char** argv) {
   namespace pf = vela::platform;
-  if (argc > 2) {
-    putEnv("VELA_LOCATION", argv[2]);
-    if (argc > 3) putEnv("VELA_APP_DIR", argv[3]);
+  // "-default" is start-up's own switch (read from the command line), not a folder.
+  std::vector<const char*> folders;
+  for (int i = 2; i < argc; ++i) {
+    if (std::strcmp(argv[i], "-default") != 0) folders.push_back(argv[i]);
+  }
+  if (folders.size() > 2) {
+    usage(stderr);
+    return 2;
+  }
+  if (!folders.empty()) {
+    putEnv("VELA_LOCATION", folders[0]);
+    if (folders.size() > 1) putEnv("VELA_APP_DIR", folders[1]);
   } else {
     const std::string demo = findDemo(argv[0]);
     if (demo.empty()) {
@@ -118,18 +139,6 @@ int showEnvironment(int argc, char** argv) {
   return 0;
 }
 
-void usage(std::FILE* out) {
-  std::fputs(
-      "usage: vela-info [command]\n"
-      "  (none)   library version, build type and host facts\n"
-      "  env [INSTALLATION [USER_DIR]]\n"
-      "           run the start-up environment set-up (on the demo installation in\n"
-      "           examples/ when no installation is given) and show the variables it\n"
-      "           set and every search-path entry\n"
-      "  --help   this text\n",
-      out);
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -139,7 +148,7 @@ int main(int argc, char** argv) {
     usage(stdout);
     return 0;
   }
-  if (std::strcmp(command, "env") == 0 && argc <= 4) return showEnvironment(argc, argv);
+  if (std::strcmp(command, "env") == 0) return showEnvironment(argc, argv);
   std::fprintf(stderr, "vela-info: unknown command '%s'\n", command);
   usage(stderr);
   return 2;

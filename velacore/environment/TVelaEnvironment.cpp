@@ -552,8 +552,8 @@ void TVelaEnvironment::validateTMPDIR() {
     }
     report(message("s_TVelaEnvironmentStrings.rNoWritePermTempDirWarnStr", folder), false);
   }
-  std::string fallback = pf::systemTempFolder();
-  if (fromTmpdir && fallback == env("TMPDIR")) fallback = "/tmp";
+  // The system's own answer consults TMPDIR, which is the folder just refused.
+  std::string fallback = fromTmpdir ? std::string("/tmp") : pf::systemTempFolder();
   if (writableFolder(fallback)) {
     put("TMPDIR", fallback);
   } else {

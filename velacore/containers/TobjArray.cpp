@@ -53,6 +53,11 @@ void TobjArray::initialize(void* from, void* to, std::uint32_t count) {
 
 void TobjArray::destroy(void* /*buffer*/, std::uint32_t /*count*/) {}
 
+void TobjArray::relocate(void* from, void* to, std::uint32_t count) {
+  initialize(from, to, count);
+  destroy(from, count);
+}
+
 void TobjArray::reallocate(std::uint32_t capacity) {
   assert(capacity >= logicalUpperBound && "destroy surplus elements before shrinking");
   const std::size_t oldBytes = std::size_t(actualUpperBound) * objectSize;
@@ -65,12 +70,11 @@ void TobjArray::reallocate(std::uint32_t capacity) {
   void* fresh = allocateBlock(newBytes, kTag);
   if (logicalUpperBound != 0) {
     try {
-      initialize(theArray, fresh, logicalUpperBound);
+      relocate(theArray, fresh, logicalUpperBound);
     } catch (...) {
       freeBlock(fresh, newBytes);
       throw;
     }
-    destroy(theArray, logicalUpperBound);
   }
   freeBlock(theArray, oldBytes);
   theArray = fresh;
@@ -236,14 +240,16 @@ void TobjArray::copyElements(std::uint32_t start, const void* source, std::uint3
   }
   if (start != 0) {
     try {
-      initialize(theArray, fresh, start);
+      relocate(theArray, fresh, start);
     } catch (...) {
       destroy(fresh + std::size_t(start) * objectSize, count);
       freeBlock(fresh, newBytes);
       throw;
     }
   }
-  reset();
+  // The first `start` elements have moved; the rest (all of them for a copy) go.
+  if (logicalUpperBound > start) destruct(start, logicalUpperBound);
+  freeBlock(theArray, std::size_t(actualUpperBound) * objectSize);
   theArray = fresh;
   logicalUpperBound = actualUpperBound = total;
 }

@@ -14,8 +14,8 @@
 // Hazards:
 // - A subclass's destructor must call reset() itself: the base's destructor can no longer reach
 //   the subclass's destruct(), so it only frees the buffer.
-// - Growth reallocates: element addresses are invalidated, and elements are copy- (or nothrow
-//   move-) constructed into the new buffer unless a mapped buffer grows in place.
+// - Growth reallocates: element addresses are invalidated, and elements are copied (moved when
+//   that cannot throw) into the new buffer unless a mapped buffer grows in place.
 // - Not thread-safe for concurrent changes; concurrent reads of an unchanging array are fine.
 // - Allocation failure throws TmemoryException and leaves the array as it was. An exception from
 //   an element constructor during growth is passed on with the array at its old size.
@@ -67,6 +67,10 @@ class TobjArray {
   /// Makes the size `n`, growing the capacity by the growth rule when it is too small. Neither
   /// constructs nor destroys the places between the old and the new size.
   virtual void expandArray(std::uint32_t n);
+  /// Carries `count` elements from an old buffer into a new one; afterwards the old places hold
+  /// no live elements. By default initialize() then destroy(); typed arrays move instead when
+  /// their elements cannot throw while moving. On a throw the old elements are intact.
+  virtual void relocate(void* from, void* to, std::uint32_t count);
   /// @}
 
   /// @name Changes (status 0 on success)

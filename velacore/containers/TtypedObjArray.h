@@ -1,9 +1,9 @@
 // TtypedObjArray<T>: the typed object arrays (TstringArray, TfilePathArray, TanimTimeArray, ...),
 // one template over the untyped base TobjArray.
 //
-// Elements are real objects: default-constructed when the size grows, copy-constructed into a
-// new buffer when it is reallocated (a mapped buffer may grow in place instead), assigned when
-// elements shift, destroyed when they leave. T must be default-constructible, copyable and
+// Elements are real objects: default-constructed when the size grows, moved (if that cannot
+// throw, else copied) into a new buffer when it is reallocated (a mapped buffer may grow in
+// place instead), assigned when elements shift, destroyed when they leave. T must be default-constructible, copyable and
 // assignable; find and remove need operator==.
 //
 //   TtypedObjArray<Tstring> names;          // what TstringArray is
@@ -224,6 +224,9 @@ class TtypedObjArray : public TobjArray {
   }
   void destroy(void* buffer, std::uint32_t count) override {
     Ops::destroy(static_cast<T*>(buffer), count);
+  }
+  void relocate(void* from, void* to, std::uint32_t count) override {
+    Ops::relocate(static_cast<T*>(from), static_cast<T*>(to), count);
   }
   /// @}
 

@@ -195,6 +195,9 @@ class TtypedSortedArray : public TsortedArray {
   void destroy(void* buffer, std::uint32_t count) override {
     Ops::destroy(static_cast<T*>(buffer), count);
   }
+  void relocate(void* from, void* to, std::uint32_t count) override {
+    Ops::relocate(static_cast<T*>(from), static_cast<T*>(to), count);
+  }
   /// @}
 
  private:

@@ -90,7 +90,14 @@ class TvalueArray : public Tarray {
   [[nodiscard]] std::uint32_t find(const T& value) const {
     const T* p = data();
     const std::uint32_t n = logicalUpperBound;
-    for (std::uint32_t i = 0; i < n; ++i)
+    std::uint32_t i = 0;
+    // Four at a time without early exits inside the group: fewer branches per element.
+    for (; i + 4 <= n; i += 4) {
+      const int hit = int(sameBits(p[i], value)) | int(sameBits(p[i + 1], value)) |
+                      int(sameBits(p[i + 2], value)) | int(sameBits(p[i + 3], value));
+      if (hit != 0) break;
+    }
+    for (; i < n; ++i)
       if (sameBits(p[i], value)) return i;
     return kNoIndex;
   }

@@ -1,9 +1,10 @@
-// The five element operations of a typed object array, written once for TtypedObjArray and
+// The element operations of a typed object array, written once for TtypedObjArray and
 // TtypedSortedArray. Each leaves no half-built element behind when a constructor throws.
 #pragma once
 
 #include <cstdint>
 #include <new>
+#include <type_traits>
 #include <utility>
 
 namespace vela::containers_internal {
@@ -45,6 +46,19 @@ struct TobjElementOps {
   }
   static void destroy(T* p, std::uint32_t count) {
     for (std::uint32_t i = 0; i < count; ++i) p[i].~T();
+  }
+  // Moves when moving cannot throw, else copies first and destroys after, so that a throw
+  // leaves the old elements intact.
+  static void relocate(T* from, T* to, std::uint32_t count) {
+    if constexpr (std::is_nothrow_move_constructible_v<T>) {
+      for (std::uint32_t i = 0; i < count; ++i) {
+        new (to + i) T(std::move(from[i]));
+        from[i].~T();
+      }
+    } else {
+      initialize(from, to, count);
+      destroy(from, count);
+    }
   }
 };
 

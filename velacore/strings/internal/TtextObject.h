@@ -24,8 +24,13 @@ class TtextObject {
   enum : uint32_t { kSynced = 0, kWideOnly = 1, kNarrowPending = 2 };
 
   TtextObject() = default;
-  TtextObject(const TtextObject& o)
-      : fNarrow(o.fNarrow), fWide(o.fWide), fState(o.fState.load(std::memory_order_acquire)) {}
+  /// Copies the forms that are current. Another thread may be converting `o` at this moment
+  /// (it writes only the form that is not current), so the stale form is never read.
+  TtextObject(const TtextObject& o) : fState(o.fState.load(std::memory_order_acquire)) {
+    const uint32_t s = fState.load(std::memory_order_relaxed);
+    if (s != kWideOnly) fNarrow = o.fNarrow;
+    if (s != kNarrowPending) fWide = o.fWide;
+  }
   TtextObject& operator=(const TtextObject&) = delete;
 
   [[nodiscard]] uint32_t state() const { return fState.load(std::memory_order_acquire); }

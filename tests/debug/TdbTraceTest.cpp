@@ -155,6 +155,13 @@ TEST_F(TdbTraceTest, DebugSignalRunsCommandFile) {
     TdbTrace::sSignalHandler();
     EXPECT_EQ(out.text(), "File debug.cmd does not exist\n");
   }
+  std::filesystem::create_directory(dir.path() / "debug.cmd");  // unreadable: reported
+  {
+    StreamCapture err(std::cerr);
+    TdbTrace::sSignalHandler();
+    EXPECT_EQ(err.text().rfind("ERR: cannot read debug.cmd", 0), 0u) << err.text();
+  }
+  std::filesystem::remove(dir.path() / "debug.cmd");
   writeFile(dir.path() / "debug.cmd", "on 2 tt_geom*\non 0 tt_anim\n");
   ASSERT_TRUE(vela::platform::debugSignalWatched());
   const unsigned long before = vela::platform::debugSignalsHandled();

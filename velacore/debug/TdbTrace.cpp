@@ -8,8 +8,10 @@
 #include <velacore/platform/TplatformSignal.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -59,16 +61,16 @@ TdbTrace::~TdbTrace() {
   if (fOutput != nullptr) fOutput->unref();
 }
 
-TdebugOutput* TdbTrace::sOutputFor(const char* specification) {
+TdebugOutput* TdbTrace::sOutputFor(const char* target) {
   TdebugOutput* sink = nullptr;
-  if (specification == nullptr || *specification == '\0' ||
-      std::strcmp(specification, "stdout") == 0 || std::strcmp(specification, "cout") == 0) {
+  if (target == nullptr || *target == '\0' ||
+      std::strcmp(target, "stdout") == 0 || std::strcmp(target, "cout") == 0) {
     sink = &TdebugOutput::sCout();
-  } else if (std::strcmp(specification, "stderr") == 0 ||
-             std::strcmp(specification, "cerr") == 0) {
+  } else if (std::strcmp(target, "stderr") == 0 ||
+             std::strcmp(target, "cerr") == 0) {
     sink = &TdebugOutput::sCerr();
   } else {
-    return TdebugOutputFile::sFindOrMakeNamedOutput(Tstring(specification));
+    return TdebugOutputFile::sFindOrMakeNamedOutput(Tstring(target));
   }
   sink->ref();
   return sink;
@@ -432,9 +434,17 @@ int TdbTrace::sRunCommands(const char* text, std::size_t length) {
 }
 
 void TdbTrace::sSignalHandler() {
-  std::ifstream file(kCommandFile, std::ios::in | std::ios::binary);
-  if (!file.is_open()) {
+  std::error_code error;
+  if (!std::filesystem::exists(kCommandFile, error) && !error) {
     TdebugOutput::sCout().print("File %s does not exist\n", kCommandFile);
+    return;
+  }
+  errno = 0;
+  std::ifstream file(kCommandFile, std::ios::in | std::ios::binary);
+  if (!file.is_open() || std::filesystem::is_directory(kCommandFile, error)) {
+    const int code = errno;
+    TdebugOutput::sCerr().print("ERR: cannot read %s: %s\n", kCommandFile,
+                                code != 0 ? std::strerror(code) : "not a readable file");
     return;
   }
   TcommandRunner runner;
@@ -444,6 +454,7 @@ void TdbTrace::sSignalHandler() {
     if (file.gcount() <= 0) break;
     runner.feed(chunk, static_cast<std::size_t>(file.gcount()));
   }
+  if (file.bad()) TdebugOutput::sCerr().print("ERR: cannot read all of %s\n", kCommandFile);
   runner.finish();
 }
 

@@ -13,7 +13,7 @@
 //   file geom.txt 0 geom*         send the matching traces to the file geom.txt
 //
 // into "debug.cmd" in the program's current directory and send it the debug signal
-// (`kill -USR1 <pid>`). The output specification of a trace is "stdout"/"cout" (or none),
+// (`kill -USR1 <pid>`). A trace's output is named "stdout"/"cout" (or none),
 // "stderr"/"cerr", or a file name; files are placed as TdebugOutputFile describes.
 //
 // The on() test is a single relaxed load and branch, cheap enough for inner loops. Status and
@@ -142,10 +142,10 @@ class TdbTrace {
   /// Fires the trace-change trigger if triggers are enabled.
   static void sTriggerTraceChange();
 
-  /// The sink for an output specification, referenced for the caller: standard output for
+  /// The sink for an output name, referenced for the caller: standard output for
   /// null, "", "stdout" or "cout"; standard error for "stderr" or "cerr"; else the file sink of
   /// that name (shared with other traces writing to the same file).
-  [[nodiscard]] static TdebugOutput* sOutputFor(const char* specification);
+  [[nodiscard]] static TdebugOutput* sOutputFor(const char* target);
 
  private:
   void vprintLine(int kind, const char* fmt, va_list args);

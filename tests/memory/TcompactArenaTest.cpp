@@ -118,9 +118,19 @@ TEST_F(TcompactArenaTest, BadPointersDoNotCorruptThePage) {
   EXPECT_NE(err.find("released already"), std::string::npos);
   EXPECT_EQ(arena.allocatedMemory(), 32);
   EXPECT_EQ(arena.checkConsistency(), 0);
-  arena.deallocate(a);
-#else
-  GTEST_SKIP() << "debug builds assert on these";
+  EXPECT_TRUE(arena.deallocate(a));
+  // The page is empty and saved now: a second release must not reach free().
+  ::testing::internal::CaptureStderr();
+  EXPECT_TRUE(arena.deallocate(a));
+  EXPECT_NE(::testing::internal::GetCapturedStderr().find("released already"), std::string::npos);
+  EXPECT_EQ(arena.checkConsistency(), 0);
+#elif GTEST_HAS_DEATH_TEST
+  ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+  TcompactArena arena(32, 4096, fPages, "Bad");
+  auto* a = static_cast<char*>(arena.allocate());
+  EXPECT_DEATH(arena.deallocate(a + 8), "not at its start");
+  EXPECT_TRUE(arena.deallocate(a));
+  EXPECT_DEATH(arena.deallocate(a), "released already");
 #endif
 }
 

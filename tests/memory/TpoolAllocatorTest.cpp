@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -75,6 +76,30 @@ TEST_F(TpoolAllocatorTest, ReusesTheLastFreedBlockFirst) {
   EXPECT_EQ(pool.cachedCount(), 0u);
   pool.mpFree(a);
   pool.mpFree(b);
+}
+
+TEST_F(TpoolAllocatorTest, ThreadCachesDrainIntoTheSharedListWhenTheThreadEnds) {
+  auto pool = std::make_unique<TpoolAllocator>(24);
+  std::thread worker([&] {
+    std::vector<void*> blocks;
+    for (int i = 0; i < 10; ++i) blocks.push_back(pool->mpAlloc());
+    for (void* p : blocks) pool->mpFree(p);
+    EXPECT_EQ(pool->threadCachedCount(), 10u);
+    EXPECT_EQ(pool->cachedCount(), 0u);
+  });
+  worker.join();
+  EXPECT_EQ(pool->cachedCount(), 10u);
+  // A cache left behind by a pool that is gone is dropped, not handed to the next pool.
+  pool->mpFree(pool->mpAlloc());  // the refill moves the shared blocks into this thread's cache
+  EXPECT_EQ(pool->threadCachedCount(), 10u);
+  EXPECT_EQ(pool->cachedCount(), 0u);
+  pool.reset();
+  TpoolAllocator next(200);
+  EXPECT_EQ(next.threadCachedCount(), 0u);
+  void* p = next.mpAlloc();
+  next.mpFree(p);
+  EXPECT_EQ(next.mpAlloc(), p);
+  next.mpFree(p);
 }
 
 TEST_F(TpoolAllocatorTest, TwoThreadsShareOnePool) {

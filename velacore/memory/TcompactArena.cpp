@@ -215,7 +215,15 @@ void TcompactArena::releaseIn(TcompactPage* page, const void* p) {
 
 bool TcompactArena::releaseLocal(void* p) {
   TcompactPage* page = pageOf(p);
-  if (page == nullptr) return false;
+  if (page == nullptr) {
+    // Every block of the saved page is free: a block there is being released a second time.
+    const auto* saved = reinterpret_cast<const TcompactPage*>(fSavedPage);
+    const char* c = static_cast<const char*>(p);
+    if (saved == nullptr || c < saved->first || c >= saved->end) return false;
+    assert(!"TcompactArena::deallocate: the block was released already");
+    reportError("TcompactArena \"%s\": block %p was released already", name() ? name() : "", p);
+    return true;
+  }
   releaseIn(page, p);
   return true;
 }

@@ -9,6 +9,9 @@
 namespace {
 
 constexpr std::size_t kDefaultPoolLimit = std::size_t(8) << 20;
+constexpr int kCacheSlots = 64;          // pools that can have per-thread caches at one time
+constexpr unsigned kMagazineBlocks = 32;  // blocks per thread and pool
+constexpr unsigned kMagazineBatch = 16;   // blocks moved to or from the shared list at once
 
 std::atomic<std::size_t> gPoolLimit{0};  // 0 until read
 
@@ -23,6 +26,8 @@ struct TpoolRegistry {
   TpoolAllocator** pools = nullptr;
   std::size_t count = 0;
   std::size_t capacity = 0;
+  std::uint64_t usedSlots = 0;  // bit per cache slot in use
+  std::uint64_t nextSerial = 1;
 };
 
 TpoolRegistry& registry() {
@@ -31,6 +36,75 @@ TpoolRegistry& registry() {
 }
 
 }  // namespace
+
+// A thread's cached blocks of one pool. `owner`/`serial` name the pool the blocks belong to; a
+// mismatch means that pool is gone and the blocks are plain heap blocks to be deleted.
+struct TpoolMagazine {
+  TpoolAllocator* owner;
+  std::uint64_t serial;
+  unsigned count;
+  void* blocks[kMagazineBlocks];
+};
+
+// All magazines of one thread, made on the thread's first cached free and emptied at its exit.
+struct TpoolThreadCache {
+  TpoolMagazine slots[kCacheSlots];
+
+  static void flush(TpoolThreadCache* cache);
+};
+
+namespace {
+
+// A pointer, so that the static TLS block the library needs stays tiny; the initial-exec model
+// makes the access a single load.
+thread_local TpoolThreadCache* tCache __attribute__((tls_model("initial-exec"))) = nullptr;
+
+struct TcacheReaper {
+  ~TcacheReaper() {
+    TpoolThreadCache::flush(tCache);
+    tCache = nullptr;
+  }
+};
+thread_local TcacheReaper tReaper;
+
+TpoolMagazine* magazineOf(int slot, bool create) {
+  TpoolThreadCache* cache = tCache;
+  if (cache == nullptr) {
+    if (!create) return nullptr;
+    cache = static_cast<TpoolThreadCache*>(std::calloc(1, sizeof(TpoolThreadCache)));
+    if (cache == nullptr) return nullptr;
+    tCache = cache;
+    (void)&tReaper;  // the first touch registers the thread-exit flush
+    static_cast<void>(tReaper);
+  }
+  return &cache->slots[slot];
+}
+
+void deleteBlocks(TpoolMagazine& m) {
+  for (unsigned i = 0; i < m.count; ++i) ::operator delete(m.blocks[i]);
+  m.count = 0;
+}
+
+}  // namespace
+
+void TpoolThreadCache::flush(TpoolThreadCache* cache) {
+  if (cache == nullptr) return;
+  TpoolRegistry& r = registry();
+  {
+    TmtScopedLock guard(r.lock);
+    for (TpoolMagazine& m : cache->slots) {
+      if (m.count == 0) continue;
+      bool alive = false;
+      for (std::size_t i = 0; i < r.count; ++i) alive |= r.pools[i] == m.owner && m.owner->fSerial == m.serial;
+      if (!alive) continue;
+      TmtScopedLock poolGuard(m.owner->fLock);
+      for (unsigned i = 0; i < m.count; ++i) m.owner->pushLocked(m.blocks[i]);
+      m.count = 0;
+    }
+  }
+  for (TpoolMagazine& m : cache->slots) deleteBlocks(m);
+  std::free(cache);
+}
 
 TpoolAllocator::TpoolAllocator(int blockBytes)
     : fBlockWords((static_cast<std::size_t>(blockBytes > 0 ? blockBytes : 1) + 7) / 8) {
@@ -48,6 +122,11 @@ TpoolAllocator::TpoolAllocator(int blockBytes)
     r.capacity = grown;
   }
   r.pools[r.count++] = this;
+  fSerial = r.nextSerial++;
+  if (blockBytes <= static_cast<int>(kThreadCachedBytes) && ~r.usedSlots != 0) {
+    fCacheId = __builtin_ctzll(~r.usedSlots);
+    r.usedSlots |= std::uint64_t(1) << fCacheId;
+  }
 }
 
 TpoolAllocator::~TpoolAllocator() {
@@ -60,37 +139,85 @@ TpoolAllocator::~TpoolAllocator() {
         break;
       }
     }
+    if (fCacheId >= 0) r.usedSlots &= ~(std::uint64_t(1) << fCacheId);
   }
+  freeThreadCache();
   cleanUpFreeList();
 }
 
+void TpoolAllocator::freeThreadCache() {
+  if (fCacheId < 0) return;
+  TpoolMagazine* m = magazineOf(fCacheId, false);
+  if (m != nullptr && m->owner == this && m->serial == fSerial) deleteBlocks(*m);
+}
+
 void* TpoolAllocator::mpAlloc() {
+  if (fCacheId >= 0) {
+    TpoolMagazine* m = magazineOf(fCacheId, false);
+    if (m != nullptr && m->count != 0 && m->owner == this && m->serial == fSerial)
+      return m->blocks[--m->count];
+  }
+  return allocateSlow();
+}
+
+void* TpoolAllocator::allocateSlow() {
   {
     TmtScopedLock guard(fLock);
-    if (fCount != 0) return fFreeList[--fCount];
+    if (fCount != 0) {
+      // Refill this thread's cache with a batch while the lock is held anyway.
+      TpoolMagazine* m = fCacheId >= 0 ? magazineOf(fCacheId, true) : nullptr;
+      if (m != nullptr && (m->owner != this || m->serial != fSerial)) {
+        deleteBlocks(*m);
+        m->owner = this;
+        m->serial = fSerial;
+      }
+      if (m != nullptr) {
+        while (fCount > 1 && m->count < kMagazineBatch) m->blocks[m->count++] = fFreeList[--fCount];
+      }
+      return fFreeList[--fCount];
+    }
   }
   return ::operator new(fBlockWords * 8);
 }
 
-void TpoolAllocator::mpFree(void* p) {
-  if (p == nullptr) return;
-  {
-    TmtScopedLock guard(fLock);
-    if (fCount < fCapacity) {
-      fFreeList[fCount++] = p;
+void TpoolAllocator::pushLocked(void* p) {
+  if (fCount == fCapacity) {
+    void** grown = nullptr;
+    if (fBlockWords * 8 * fCapacity <= sPoolLimit())
+      grown = static_cast<void**>(std::realloc(fFreeList, (fCapacity + kGrowthStep) * sizeof(void*)));
+    if (grown == nullptr) {
+      ::operator delete(p);
       return;
     }
-    if (fBlockWords * 8 * fCapacity <= sPoolLimit()) {
-      auto* grown = static_cast<void**>(std::realloc(fFreeList, (fCapacity + kGrowthStep) * sizeof(void*)));
-      if (grown != nullptr) {
-        fFreeList = grown;
-        fCapacity += kGrowthStep;
-        fFreeList[fCount++] = p;
+    fFreeList = grown;
+    fCapacity += kGrowthStep;
+  }
+  fFreeList[fCount++] = p;
+}
+
+void TpoolAllocator::mpFree(void* p) {
+  if (p == nullptr) return;
+  if (fCacheId >= 0) {
+    TpoolMagazine* m = magazineOf(fCacheId, true);
+    if (m != nullptr) {
+      if (m->owner != this || m->serial != fSerial) {
+        deleteBlocks(*m);  // left by a pool that no longer exists
+        m->owner = this;
+        m->serial = fSerial;
+      }
+      if (m->count < kMagazineBlocks) {
+        m->blocks[m->count++] = p;
         return;
       }
+      // Full: hand a batch (and this block) to the shared list under one lock.
+      TmtScopedLock guard(fLock);
+      for (unsigned i = 0; i < kMagazineBatch; ++i) pushLocked(m->blocks[--m->count]);
+      pushLocked(p);
+      return;
     }
   }
-  ::operator delete(p);
+  TmtScopedLock guard(fLock);
+  pushLocked(p);
 }
 
 void TpoolAllocator::cleanUpFreeList() {
@@ -112,6 +239,12 @@ std::size_t TpoolAllocator::cachedCount() const {
   return fCount;
 }
 
+std::size_t TpoolAllocator::threadCachedCount() const {
+  if (fCacheId < 0) return 0;
+  const TpoolMagazine* m = magazineOf(fCacheId, false);
+  return m != nullptr && m->owner == this && m->serial == fSerial ? m->count : 0;
+}
+
 std::size_t TpoolAllocator::capacity() const {
   TmtScopedLock guard(fLock);
   return fCapacity;
@@ -120,7 +253,10 @@ std::size_t TpoolAllocator::capacity() const {
 void TpoolAllocator::resetAllPools() {
   TpoolRegistry& r = registry();
   TmtScopedLock guard(r.lock);
-  for (std::size_t i = 0; i < r.count; ++i) r.pools[i]->cleanUpFreeList();
+  for (std::size_t i = 0; i < r.count; ++i) {
+    r.pools[i]->freeThreadCache();
+    r.pools[i]->cleanUpFreeList();
+  }
 }
 
 std::size_t TpoolAllocator::sPoolLimit() {

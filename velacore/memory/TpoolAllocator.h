@@ -11,19 +11,26 @@
 //   n->~Node();
 //   sNodePool.mpFree(raw);
 //
+// Pools of small blocks (up to 512 bytes) keep a few freed blocks per thread in front of the
+// shared list, so that an allocate/free cycle on one thread takes no lock at all; the shared list
+// behind it (and its limit) works as described above.
+//
 // Hazards: blocks are 8-byte granular and new-aligned; a block from one pool must go back to a
-// pool of the same block size; resetAllPools() frees the cached blocks of every pool, so call it
-// only where no other thread is freeing into a pool.
+// pool of the same block size; resetAllPools() frees the shared lists of every pool and the
+// calling thread's own cache, while other threads keep their few cached blocks until they exit.
 #pragma once
 
 #include <velacore/base/TmtCriticalSection.h>
 
 #include <cstddef>
+#include <cstdint>
 
 class TpoolAllocator {
  public:
   /// How many entries the free list grows by.
   static constexpr std::size_t kGrowthStep = 1024;
+  /// Pools of blocks up to this size keep a small cache per thread.
+  static constexpr std::size_t kThreadCachedBytes = 512;
 
   /// A pool of blocks of `blockBytes` bytes (rounded up to 8).
   explicit TpoolAllocator(int blockBytes);
@@ -41,8 +48,10 @@ class TpoolAllocator {
 
   /// Block size in bytes.
   [[nodiscard]] std::size_t blockBytes() const { return fBlockWords * 8; }
-  /// Cached blocks, and the capacity of the list.
+  /// Blocks on the shared list, and the capacity of the list.
   [[nodiscard]] std::size_t cachedCount() const;
+  /// Blocks in the calling thread's own cache of this pool.
+  [[nodiscard]] std::size_t threadCachedCount() const;
   [[nodiscard]] std::size_t capacity() const;
 
   /// Frees the cached blocks of every pool.
@@ -53,9 +62,16 @@ class TpoolAllocator {
   static void sReloadPoolLimit();
 
  private:
+  friend struct TpoolThreadCache;
+  void* allocateSlow();
+  void pushLocked(void* p);
+  void freeThreadCache();
+
   mutable TmtCriticalSection fLock;
   std::size_t fBlockWords;
   void** fFreeList = nullptr;
   std::size_t fCapacity = 0;
   std::size_t fCount = 0;
+  int fCacheId = -1;             // slot in the per-thread caches, -1 for none
+  std::uint64_t fSerial = 0;     // tells this pool from an earlier one in the same slot
 };

@@ -290,6 +290,7 @@ void TvariantArena::deallocateLocked(Tblock* block, std::size_t& freedSize) {
       if (b == page->last) break;
     }
     if (fLastPage == page) fLastPage = nullptr;
+    block->sizeWord |= 1;  // so that a second release of it is recognised
     page->inUse = 0;
     unlinkPage(&page->links);
     savePage(&page->links, page->dataSize + kPageHeaderBytes);

@@ -2,6 +2,7 @@
 
 #include <velacore/base/TbuildInfo.h>
 #include <velacore/base/TstringCatalog.h>
+#include <velacore/debug/TdebugOutput.h>
 #include <velacore/environment/TenvFileParser.h>
 #include <velacore/environment/VelaEnv.h>
 #include <velacore/platform/TplatformEnvironment.h>
@@ -106,7 +107,12 @@ void report(const Tstring& text, bool error) {
   if (state().reporter) {
     state().reporter(text, error);
   } else {
-    std::fprintf(stderr, "%s%s\n", error ? "ERR: " : "Warning: ", text.asUTF8());
+    TdebugOutput& out = TdebugOutput::sCerr();
+    if (error) {
+      out.printError("%s\n", text.asUTF8());
+    } else {
+      out.print("Warning: %s\n", text.asUTF8());
+    }
   }
 }
 

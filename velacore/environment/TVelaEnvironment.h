@@ -136,7 +136,8 @@ class TVelaEnvironment {
   static void setDefaultMode(bool on);
   /// Installs the asker of start-up questions; null restores the terminal asker.
   static void setAsker(Tasker asker);
-  /// Installs the receiver of start-up messages; null restores printing to standard error.
+  /// Installs the receiver of start-up messages; null restores printing to the developer error
+  /// sink (TdebugOutput::sCerr).
   static void setReporter(Treporter reporter);
   /// Forgets everything start-up computed, including which path variables were merged, but
   /// keeps the asker and the reporter. The environment itself is not touched (use TenvGuard).

@@ -35,12 +35,16 @@
 
 class Tmetaclass;
 
-/// How TdataHashTable hashes and compares keys of type K. Specialize for new key types.
+/// How TdataHashTable hashes and compares keys of type K. Specialize for new key types with
+/// static `hash(key)` and `equal(a, b)`; add `static constexpr bool kHashIsKey = true` when
+/// equal hashes imply equal keys.
 template <class K>
 struct ThashKey;
 
 template <>
 struct ThashKey<unsigned> {
+  /// Equal hashes mean equal keys, so lookups need not compare the keys themselves.
+  static constexpr bool kHashIsKey = true;
   [[nodiscard]] static unsigned hash(unsigned key) { return key; }
   [[nodiscard]] static bool equal(unsigned a, unsigned b) { return a == b; }
 };
@@ -184,10 +188,22 @@ class TdataHashTable : public ThashTable {
   static constexpr bool kTrivialEntries =
       std::is_trivially_destructible<K>::value && std::is_trivially_destructible<V>::value;
 
+  template <class T, class = void>
+  struct THashIsKey : std::false_type {};
+  template <class T>
+  struct THashIsKey<T, std::void_t<decltype(T::kHashIsKey)>>
+      : std::integral_constant<bool, T::kHashIsKey> {};
+
   [[nodiscard]] Tentry* findEntry(unsigned h, const K& key) const {
-    for (ThashTableEntry* e = chain(h); e != nullptr; e = e->next())
-      if (e->hash() == h && Tkey::equal(static_cast<Tentry*>(e)->key, key))
+    for (ThashTableEntry* e = chain(h); e != nullptr; e = e->next()) {
+      if (e->hash() != h) continue;
+      if constexpr (THashIsKey<Tkey>::value) {
+        (void)key;
         return static_cast<Tentry*>(e);
+      } else {
+        if (Tkey::equal(static_cast<Tentry*>(e)->key, key)) return static_cast<Tentry*>(e);
+      }
+    }
     return nullptr;
   }
   void addEntry(unsigned h, const K& key, const V& value) {

@@ -138,6 +138,8 @@ bool ThashTable::setTableSize(unsigned n) {
     // Doubling splits each chain in two, in order: entry order within a chain is what makes
     // the newest of several equal keys the one found first.
     for (unsigned b = 0; b < fTableSize; ++b) {
+      // Chains of a big table are scattered: fetch a later chain's head while this one moves.
+      if (b + 8 < fTableSize) __builtin_prefetch(fBuckets[b + 8]);
       ThashTableEntry** low = &buckets[b];
       ThashTableEntry** high = &buckets[b + fTableSize];
       for (ThashTableEntry* e = fBuckets[b]; e != nullptr; e = e->fNext) {

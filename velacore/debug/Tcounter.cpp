@@ -35,7 +35,9 @@ struct TthreadCache {
   std::uint64_t serial[kCacheSlots];
   TcounterContext* root[kCacheSlots];
 };
-thread_local TthreadCache tCache;
+// Initial-exec: the library is linked at start-up, so its thread-local block is reached
+// without a call to the dynamic loader on every count.
+__attribute__((tls_model("initial-exec"))) thread_local TthreadCache tCache;
 
 struct TcounterRegistry {
   TmtCriticalSection lock;
@@ -100,7 +102,11 @@ void TcounterContext::setCurrent(TcounterContext* context) {
 }
 
 void TcounterContext::addToCurrent(int delta) {
-  current()->fCount.fetch_add(static_cast<unsigned int>(delta), std::memory_order_relaxed);
+  // Only the owning thread counts in its tree, so a plain load and store suffice (no locked
+  // read-modify-write); a reset() racing with it may lose its zero for this one count.
+  std::atomic<unsigned int>& count = current()->fCount;
+  count.store(count.load(std::memory_order_relaxed) + static_cast<unsigned int>(delta),
+              std::memory_order_relaxed);
 }
 
 void TcounterContext::increment() { addToCurrent(1); }

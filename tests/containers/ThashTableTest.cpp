@@ -133,6 +133,8 @@ TEST(ThashTable, CopiesAreViewsThatOwnNothingAndMovesHandOver) {
     assigned.reset();  // detaches: the source keeps its entries
     EXPECT_EQ(assigned.entryCount(), 0u);
     EXPECT_EQ(assigned.find("a"), nullptr);
+    source = view;  // assigning a view back to its original changes nothing
+    EXPECT_EQ(source.entryCount(), 2u);
   }  // destroying the views frees nothing (the sanitizers check)
   EXPECT_EQ(*source.find("a"), "1");
 

@@ -99,7 +99,8 @@ class TbitFieldFixedN {
 
   /// @name Storage
   /// Replaces the storage: frees owned words, takes `count`, then borrows `words` or (when null)
-  /// allocates; `clear` clears the new words (allocated words always start clear).
+  /// allocates; `clear` clears the new words (allocated words always start clear). Given the
+  /// current words, they are not freed: the set keeps using them and the caller owns them.
   void resizeArray(unsigned count, unsigned* words, bool clear);
   /// Like resizeArray, but the old bits (up to the smaller count) are kept and the rest clear.
   /// Given the current words, only hands them over: the set stops owning them.

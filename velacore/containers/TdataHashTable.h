@@ -88,7 +88,7 @@ class TdataHashTable : public ThashTable {
   }
   /// Destroys this table's entries (when it owns them), then views `other` like a copy.
   TdataHashTable& operator=(const TdataHashTable& other) {
-    if (this != &other) {
+    if (this != &other && !sharesTableWith(other)) {
       releaseEntries();
       ThashTable::operator=(other);
       fPool = other.fPool;

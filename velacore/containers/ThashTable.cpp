@@ -43,7 +43,8 @@ ThashTable::ThashTable(const ThashTable& other)
 ThashTable::ThashTable(ThashTable&& other) { takeOver(other); }
 
 ThashTable& ThashTable::operator=(const ThashTable& other) {
-  if (this == &other) return *this;
+  // Assigning a copy to its original (or the reverse) would free what both then view.
+  if (this == &other || sharesTableWith(other)) return *this;
   releaseTable();
   fShrinkThreshold = other.fShrinkThreshold;
   fGrowThreshold = other.fGrowThreshold;

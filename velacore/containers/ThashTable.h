@@ -124,6 +124,10 @@ class ThashTable {
   [[nodiscard]] bool ownsTable() const { return fOwnsTable; }
   /// Turns a shallow copy into an empty table of its own, leaving the viewed table alone.
   void detachView();
+  /// Whether both tables are views of one bucket array (a table and its copies).
+  [[nodiscard]] bool sharesTableWith(const ThashTable& other) const {
+    return fBuckets == other.fBuckets;
+  }
 
  private:
   struct TsizeLock {

@@ -181,3 +181,24 @@ TEST_F(TcounterTest, PrintedReports) {
             std::string::npos);
   EXPECT_NE(all.find("1 counters matching 'tc_print*' printed\n"), std::string::npos) << all;
 }
+
+// reset() from another thread while a thread counts and pushes contexts: counts may be lost to
+// the reset, but nothing is freed under the counting thread and the tree stays usable.
+TEST_F(TcounterTest, ResetWhileCounting) {
+  Tcounter c("tc_reset_race");
+  c.enable();
+  std::atomic<bool> stop{false};
+  std::thread counter([&] {
+    for (int i = 0; i < 20000; ++i) {
+      c.pushContext(i % 3 ? "x" : "y");
+      c.increment("z");
+      c.popContext();
+      c.increment();
+    }
+    stop = true;
+  });
+  while (!stop) c.reset();
+  counter.join();
+  c.reset();
+  EXPECT_EQ(c.count(), 0u);
+}

@@ -199,3 +199,21 @@ TEST_F(TdbTraceTest, OutputChangesWhilePrinting) {
   first->unref();
   second->unref();
 }
+
+// Commands run (as on the watcher thread) while another thread makes and destroys traces: a
+// destroyed trace must never be touched (AddressSanitizer and ThreadSanitizer would see it).
+TEST(TdbTraceThreads, CommandsWhileTracesComeAndGo) {
+  std::atomic<bool> stop{false};
+  std::thread churn([&stop] {
+    while (!stop) {
+      TdbTrace temporary("tt_churn", 1, "cerr", "short-lived");
+      (void)temporary.on();
+    }
+  });
+  for (int i = 0; i < 300; ++i) {
+    const std::string line = i % 2 ? "on 0 tt_churn\n" : "off 0 tt_churn\n";
+    TdbTrace::sRunCommands(line.data(), line.size());
+  }
+  stop = true;
+  churn.join();
+}

@@ -261,17 +261,27 @@ void TdbTrace::debugMe() const { debug(TdebugOutput::sCerr(), kDebugAll); }
 
 // ---- process-wide ----
 
-int TdbTrace::sGetMatches(int level, const Tstring& pattern, std::vector<TdbTrace*>& out) {
-  TtraceRegistry& r = registry();
-  TmtScopedLock guard(r.lock);
+namespace {
+
+// Registered traces matching `pattern` at `level`; the registry lock must be held.
+int collectLocked(const TtraceRegistry& r, int level, const Tstring& pattern,
+                  std::vector<TdbTrace*>& out) {
   int found = 0;
   for (TdbTrace* trace : r.traces) {
-    if (level >= 1 && trace->fLevel > level) continue;
-    if (!trace->fKey.matches(pattern)) continue;
+    if (level >= 1 && trace->level() > level) continue;
+    if (!trace->key().matches(pattern)) continue;
     out.push_back(trace);
     ++found;
   }
   return found;
+}
+
+}  // namespace
+
+int TdbTrace::sGetMatches(int level, const Tstring& pattern, std::vector<TdbTrace*>& out) {
+  TtraceRegistry& r = registry();
+  TmtScopedLock guard(r.lock);
+  return collectLocked(r, level, pattern, out);
 }
 
 int TdbTrace::sGetMatches(int level, const Tstring& pattern, TstringArray& out) {
@@ -283,23 +293,40 @@ int TdbTrace::sGetMatches(int level, const Tstring& pattern, TstringArray& out) 
   return found;
 }
 
-int TdbTrace::sSetStatus(const std::vector<TdbTrace*>& matches, bool on) {
+int TdbTrace::sSetStatusLocked(const std::vector<TdbTrace*>& matches, bool on) {
   int changed = 0;
+  for (TdbTrace* trace : matches) {
+    if (trace->setOnLocked(on)) ++changed;
+  }
+  return changed;
+}
+
+int TdbTrace::sSetStatus(const std::vector<TdbTrace*>& matches, bool on) {
+  int changed;
   {
     TtraceRegistry& r = registry();
     TmtScopedLock guard(r.lock);
-    for (TdbTrace* trace : matches) {
-      if (trace->setOnLocked(on)) ++changed;
-    }
+    changed = sSetStatusLocked(matches, on);
   }
   if (changed > 0) sTriggerTraceChange();
   return changed;
 }
 
-void TdbTrace::sSetOutput(const std::vector<TdbTrace*>& matches, TdebugOutput* output) {
+int TdbTrace::sSetStatusMatching(int level, const Tstring& pattern, bool on) {
+  int changed;
+  {
+    TtraceRegistry& r = registry();
+    TmtScopedLock guard(r.lock);
+    std::vector<TdbTrace*> matches;
+    collectLocked(r, level, pattern, matches);
+    changed = sSetStatusLocked(matches, on);
+  }
+  if (changed > 0) sTriggerTraceChange();
+  return changed;
+}
+
+void TdbTrace::sSetOutputLocked(const std::vector<TdbTrace*>& matches, TdebugOutput* output) {
   const Tstring newName = output != nullptr ? output->name() : Tstring("NULL");
-  TtraceRegistry& r = registry();
-  TmtScopedLock guard(r.lock);
   for (TdbTrace* trace : matches) {
     Tstring oldName;
     {
@@ -310,6 +337,21 @@ void TdbTrace::sSetOutput(const std::vector<TdbTrace*>& matches, TdebugOutput* o
     TdebugOutput::sCout().print("Changed output of [%s] from '%s' to %s\n",
                                 trace->name().asC(), oldName.asC(), newName.asC());
   }
+}
+
+void TdbTrace::sSetOutput(const std::vector<TdbTrace*>& matches, TdebugOutput* output) {
+  TtraceRegistry& r = registry();
+  TmtScopedLock guard(r.lock);
+  sSetOutputLocked(matches, output);
+}
+
+int TdbTrace::sSetOutputMatching(int level, const Tstring& pattern, TdebugOutput* output) {
+  TtraceRegistry& r = registry();
+  TmtScopedLock guard(r.lock);
+  std::vector<TdbTrace*> matches;
+  const int found = collectLocked(r, level, pattern, matches);
+  sSetOutputLocked(matches, output);
+  return found;
 }
 
 void TdbTrace::sShowStatus(const std::vector<TdbTrace*>& matches, bool on, TdebugOutput* out) {
@@ -390,14 +432,14 @@ void applyCommand(const vela::debug_internal::TdebugCommand& command) {
       break;
   }
   const Tstring pattern(command.pattern.data(), static_cast<unsigned>(command.pattern.size()));
-  std::vector<TdbTrace*> matches;
-  TdbTrace::sGetMatches(command.level, pattern, matches);
+  // Matching and changing happen under one hold of the registry lock, so a trace destroyed by
+  // another thread meanwhile is never touched.
   if (command.kind == TdebugCommand::kFile) {
     TdebugOutput* sink = TdbTrace::sOutputFor(command.output.c_str());
-    if (!matches.empty()) TdbTrace::sSetOutput(matches, sink);
+    TdbTrace::sSetOutputMatching(command.level, pattern, sink);
     sink->unref();  // the traces hold their own references
   } else {
-    TdbTrace::sSetStatus(matches, command.kind == TdebugCommand::kOn);
+    TdbTrace::sSetStatusMatching(command.level, pattern, command.kind == TdebugCommand::kOn);
   }
 }
 

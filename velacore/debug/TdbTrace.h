@@ -118,6 +118,11 @@ class TdbTrace {
   static int sSetStatus(const std::vector<TdbTrace*>& matches, bool on);
   /// Gives every listed trace the sink `output`, reporting each change on standard output.
   static void sSetOutput(const std::vector<TdbTrace*>& matches, TdebugOutput* output);
+  /// Matches and switches in one step under the registry lock, so that traces destroyed by
+  /// other threads meanwhile are never touched; returns how many changed.
+  static int sSetStatusMatching(int level, const Tstring& pattern, bool on);
+  /// Matches and redirects in one step under the registry lock; returns how many matched.
+  static int sSetOutputMatching(int level, const Tstring& pattern, TdebugOutput* output);
   /// Prints how many traces matched and the listed traces that are on (or off).
   static void sShowStatus(const std::vector<TdbTrace*>& matches, bool on,
                           TdebugOutput* out = nullptr);
@@ -153,6 +158,8 @@ class TdbTrace {
   /// delete it under a print.
   TdebugOutput* acquireOutput() const;
   bool setOnLocked(bool on);  // registry lock held; returns whether the state changed
+  static int sSetStatusLocked(const std::vector<TdbTrace*>& matches, bool on);
+  static void sSetOutputLocked(const std::vector<TdbTrace*>& matches, TdebugOutput* output);
 
   Tstring fKey;
   Tstring fDescription;

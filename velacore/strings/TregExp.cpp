@@ -2,6 +2,7 @@
 
 #include <velacore/base/Texception.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
@@ -24,6 +25,10 @@ enum : Tbyte {
   kBackRef = 36,     // group number (repeatable, never counted)
   kNegClass = 40,    // 16-byte set of ASCII bytes not matched
 };
+// Two bytes in front of the first item keep facts for quick rejections: the byte every whole-text
+// match must end with, and a byte every match must contain (each 0 when there is none). The
+// object points at the first item; the buffer starts two bytes earlier.
+constexpr std::size_t kHeaderBytes = 2;
 constexpr Tbyte kRepeated = 1;
 constexpr Tbyte kCounted = 3;
 constexpr unsigned kUnboundedCount = 255;  // a counted maximum meaning "no limit"
@@ -63,6 +68,15 @@ inline unsigned operandBytes(Tbyte base) {
   }
 }
 
+// How many times the item at `pc` must match at least (0 for groups, the end and optional items).
+inline unsigned itemMinimum(const Tbyte* pc) {
+  const Tbyte op = *pc;
+  if (op == kGroupStart || op == kGroupEnd || op == kEnd) return 0;
+  if ((op & kCounted) == 0) return 1;
+  if ((op & kCounted) == kRepeated) return 0;
+  return pc[1 + operandBytes(Tbyte(op & ~kCounted))];
+}
+
 // The total length of the item at `pc` (never the end item).
 inline unsigned itemBytes(const Tbyte* pc) {
   const Tbyte op = *pc;
@@ -75,7 +89,7 @@ inline unsigned itemBytes(const Tbyte* pc) {
 // grows to twice its size plus one whenever an item does not fit.
 class Tcompiler {
  public:
-  explicit Tcompiler(std::size_t patternLength) : fCapacity(patternLength * 2 + 1) {
+  explicit Tcompiler(std::size_t patternLength) : fCapacity(patternLength * 2 + kHeaderBytes) {
     fBuffer = static_cast<Tbyte*>(std::malloc(fCapacity));
     if (!fBuffer) throw TmemoryException("out of memory compiling a regular expression");
   }
@@ -85,8 +99,9 @@ class Tcompiler {
 
   // Compiles; returns null on success or the error message.
   const char* compile(const Tbyte* p);
-  // Hands the finished program over to the caller (who frees it with std::free).
-  Tbyte* release() { return std::exchange(fBuffer, nullptr); }
+  // Hands the finished program (its first item) over to the caller, who frees it with
+  // freeProgram.
+  Tbyte* release() { return std::exchange(fBuffer, nullptr) + kHeaderBytes; }
 
  private:
   void reserve(std::size_t bytes) {
@@ -115,7 +130,7 @@ class Tcompiler {
   const char* charClass(const Tbyte*& p);
 
   Tbyte* fBuffer = nullptr;
-  std::size_t fSize = 0;
+  std::size_t fSize = kHeaderBytes;
   std::size_t fCapacity;
   std::ptrdiff_t fLast = -1;  // offset of the last item that `+` or a count may apply to
 };
@@ -192,6 +207,16 @@ const char* Tcompiler::compile(const Tbyte* p) {
   }
   if (openCount != 0) return kErrGroupImbalance;
   emit(kEnd);
+  Tbyte lastByte = 0;
+  Tbyte required = 0;
+  for (const Tbyte* pc = fBuffer + kHeaderBytes; *pc != kEnd; pc += itemBytes(pc)) {
+    if (*pc == kGroupStart || *pc == kGroupEnd) continue;  // they consume nothing
+    const bool mandatoryLiteral = (*pc & ~kCounted) == kLiteral && itemMinimum(pc) > 0;
+    lastByte = mandatoryLiteral ? pc[1] : 0;
+    if (mandatoryLiteral) required = pc[1];
+  }
+  fBuffer[0] = lastByte;
+  fBuffer[1] = required;
   return nullptr;
 }
 
@@ -276,14 +301,22 @@ const char* Tcompiler::charClass(const Tbyte*& p) {
   return nullptr;
 }
 
-// One match attempt of a program at one text position: a backtracking walk over the items.
+// Match attempts of one program at positions of one text: a backtracking walk over the items.
 // Choice points live on an explicit stack (inline first, heap when deep), so neither a long
 // pattern nor a long text can exhaust the call stack.
+//
+// Without back references, whether the rest of the program matches from an item at a text
+// position depends on nothing else; once an attempt has backtracked many times, such states are
+// remembered as they fail (one bit each), which bounds the work of patterns like "*a*a*a*b" by
+// program size times text length instead of letting it grow with a power of the text length.
 class Tmatcher {
  public:
-  explicit Tmatcher(bool wholeText) : fWholeText(wholeText) {}
+  // `origin` is the start of the text that all attempts stay inside.
+  Tmatcher(bool wholeText, const Tbyte* program, const char* origin)
+      : fProgram(program), fOrigin(origin), fWholeText(wholeText) {}
   ~Tmatcher() {
     if (fChoices != fInline) std::free(fChoices);
+    if (fFailed) std::free(fFailed);
   }
   Tmatcher(const Tmatcher&) = delete;
   Tmatcher& operator=(const Tmatcher&) = delete;
@@ -316,17 +349,49 @@ class Tmatcher {
     fCapacity = capacity;
   }
   bool backtrack(const char*& text, const Tbyte*& pc);
+  // Whether the state is known to fail; records it as visited otherwise.
+  bool failedBefore(const Tbyte* pc, const char* text) {
+    if (!fFailed) return false;
+    const std::size_t bit = std::size_t(pc - fProgram) * fStride + std::size_t(text - fOrigin);
+    std::uint64_t& word = fFailed[bit >> 6];
+    const std::uint64_t mask = std::uint64_t(1) << (bit & 63);
+    if (word & mask) return true;
+    word |= mask;
+    return false;
+  }
+  void startRemembering();
   unsigned repeatCount(const Tbyte* pc, Tbyte base, const char* text, unsigned maximum,
                        std::size_t& step) const;
 
+  const Tbyte* fProgram;
+  const char* fOrigin;
   const char* fGroupStart[kMaxGroups];
   const char* fGroupEnd[kMaxGroups];
   Tchoice fInline[16];
   Tchoice* fChoices = fInline;
   std::size_t fSize = 0;
   std::size_t fCapacity = 16;
+  std::uint64_t* fFailed = nullptr;  // failed states: bit (program offset * fStride + position)
+  std::size_t fStride = 0;
+  unsigned fBacktracks = 0;
   bool fWholeText;
 };
+
+constexpr unsigned kRememberAfter = 2048;             // backtracks before states are recorded
+constexpr std::size_t kRememberBits = std::size_t(1) << 28;  // at most 32 MiB of state bits
+
+void Tmatcher::startRemembering() {
+  std::size_t programBytes = 0;
+  for (const Tbyte* pc = fProgram; *pc != kEnd; pc += itemBytes(pc)) {
+    if ((*pc & ~kCounted) == kBackRef) return;  // state would include the groups' texts
+    programBytes = std::size_t(pc - fProgram) + itemBytes(pc);
+  }
+  fStride = std::strlen(fOrigin) + 1;
+  if (programBytes + 1 > kRememberBits / fStride) return;  // too large to be worth it
+  const std::size_t bits = (programBytes + 1) * fStride;
+  fFailed = static_cast<std::uint64_t*>(std::calloc((bits + 63) / 64, sizeof(std::uint64_t)));
+  // Without the memory the matcher simply goes on without remembering.
+}
 
 // How many times in a row (at most `maximum`) the item at `pc` matches at `text`; `step` gets
 // the bytes one match consumes.
@@ -366,6 +431,7 @@ unsigned Tmatcher::repeatCount(const Tbyte* pc, Tbyte base, const char* text, un
 }
 
 bool Tmatcher::backtrack(const char*& text, const Tbyte*& pc) {
+  if (++fBacktracks == kRememberAfter) startRemembering();
   while (fSize > 0) {
     Tchoice& choice = fChoices[fSize - 1];
     unsigned k = choice.count;
@@ -385,7 +451,7 @@ bool Tmatcher::backtrack(const char*& text, const Tbyte*& pc) {
     }
     text = choice.base + k * choice.step;
     pc = choice.pc;
-    return true;
+    if (!failedBefore(pc, text)) return true;
   }
   return false;
 }
@@ -468,11 +534,65 @@ const char* Tmatcher::run(const char* text, const Tbyte* pc) {
         pc += length;
         if (n > minimum) push({pc, text, n - 1, minimum, step});
         text += n * step;
+        if (failedBefore(pc, text)) break;
         continue;
       }
     }
     if (!backtrack(text, pc)) return nullptr;
   }
+}
+
+// Skips the text positions whose byte the first item cannot take. Short skips test the item's set
+// directly; once a skip runs long, a 256-entry table of the bytes to stop at takes over.
+class TstartFilter {
+ public:
+  TstartFilter(Tbyte base, const Tbyte* set) : fBase(base), fSet(set) {}
+
+  // The first position from `text` on whose byte the item can take, or the terminator.
+  const char* next(const char* text) {
+    const auto* t = reinterpret_cast<const Tbyte*>(text);
+    if (!fTableReady) {
+      for (int i = 0; i < 32; ++i, ++t) {
+        if (*t == 0 || canTake(*t)) return reinterpret_cast<const char*>(t);
+      }
+      for (unsigned c = 0; c < 256; ++c) fStop[c] = c == 0 || canTake(Tbyte(c));
+      fTableReady = true;
+      // Knowing where the text ends lets the long skips test several bytes per step.
+      fEnd = t + std::strlen(reinterpret_cast<const char*>(t));
+    }
+    while (fEnd - t >= 8 && !(fStop[t[0]] | fStop[t[1]] | fStop[t[2]] | fStop[t[3]] |
+                              fStop[t[4]] | fStop[t[5]] | fStop[t[6]] | fStop[t[7]])) {
+      t += 8;
+    }
+    while (!fStop[*t]) ++t;
+    return reinterpret_cast<const char*>(t);
+  }
+
+ private:
+  bool canTake(Tbyte c) const {
+    switch (fBase) {
+      case kLiteral:
+        return c == fSet[0];
+      case kClass:
+        return inAsciiClass(fSet, c);
+      case kNegClass:
+        return inNegClass(fSet, c);
+      case kWideClass:
+        return inSet(fSet, c);
+      default:  // any byte
+        return c != 0;
+    }
+  }
+
+  Tbyte fBase;
+  const Tbyte* fSet;
+  bool fTableReady = false;
+  const Tbyte* fEnd = nullptr;  // the text's terminator, once the table is in use
+  bool fStop[256];
+};
+
+void freeProgram(Tbyte* program) {
+  if (program) std::free(program - kHeaderBytes);
 }
 
 }  // namespace
@@ -482,9 +602,10 @@ TregExp::TregExp(const char* pattern) { setPattern(pattern); }
 TregExp::TregExp(const TregExp& other) : fError(other.fError) {
   if (other.fProgram) {
     const std::size_t size = other.programSize();
-    fProgram = static_cast<Tbyte*>(std::malloc(size));
-    if (!fProgram) throw TmemoryException("out of memory copying a regular expression");
-    std::memcpy(fProgram, other.fProgram, size);
+    auto* buffer = static_cast<Tbyte*>(std::malloc(size));
+    if (!buffer) throw TmemoryException("out of memory copying a regular expression");
+    std::memcpy(buffer, other.fProgram - kHeaderBytes, size);
+    fProgram = buffer + kHeaderBytes;
   }
 }
 
@@ -499,17 +620,17 @@ TregExp& TregExp::operator=(const TregExp& other) {
 
 TregExp& TregExp::operator=(TregExp&& other) noexcept {
   if (this != &other) {
-    std::free(fProgram);
+    freeProgram(fProgram);
     fProgram = std::exchange(other.fProgram, nullptr);
     fError = std::exchange(other.fError, nullptr);
   }
   return *this;
 }
 
-TregExp::~TregExp() { std::free(fProgram); }
+TregExp::~TregExp() { freeProgram(fProgram); }
 
 bool TregExp::setPattern(const char* pattern) {
-  std::free(fProgram);
+  freeProgram(fProgram);
   fProgram = nullptr;
   fError = nullptr;
   if (!pattern || !*pattern) {
@@ -526,7 +647,7 @@ bool TregExp::setPattern(const char* pattern) {
 }
 
 void TregExp::setError(const char* message) {
-  std::free(fProgram);
+  freeProgram(fProgram);
   fProgram = nullptr;
   fError = message;
 }
@@ -535,61 +656,55 @@ std::size_t TregExp::programSize() const noexcept {
   if (!fProgram) return 0;
   const Tbyte* pc = fProgram;
   while (*pc != kEnd) pc += itemBytes(pc);
-  return std::size_t(pc - fProgram) + 1;
+  return kHeaderBytes + std::size_t(pc - fProgram) + 1;
 }
 
 const char* TregExp::skipExpression(const char* text, const char* program) const {
-  Tmatcher matcher(false);
-  return matcher.run(text, reinterpret_cast<const Tbyte*>(program));
+  const auto* start = reinterpret_cast<const Tbyte*>(program);
+  Tmatcher matcher(false, start, text);
+  return matcher.run(text, start);
 }
 
 const char* TregExp::firstMatch(const char** text) const {
   if (!fProgram || !text || !*text) return nullptr;
   const char* const start = *text;
-  const char* const program = reinterpret_cast<const char*>(fProgram);
   const Tbyte* first = fProgram;
   while (*first == kGroupStart) first += 2;
+  const Tbyte op = *first;
+  const Tbyte base = Tbyte(op & ~kCounted);
+  const bool mandatory = itemMinimum(first) > 0;
+
+  const Tbyte required = fProgram[-1];
+  if (required && !std::strchr(start, required)) return nullptr;
 
   const char* end = nullptr;
   const char* at = nullptr;
-  if (*first == kLiteral) {
+  if (mandatory && base == kLiteral) {
     // Only positions holding the leading byte can start a match (never the terminator).
+    Tmatcher matcher(false, fProgram, start);
     for (at = std::strchr(start, first[1]); at; at = std::strchr(at + 1, first[1])) {
-      if ((end = skipExpression(at, program))) break;
+      if ((end = matcher.run(at, fProgram))) break;
     }
-  } else if (first == fProgram && (*first == (kAny | kRepeated) ||
-                                   (*first == (kAny | kCounted) &&
-                                    first[2] == kUnboundedCount)) &&
+  } else if (first == fProgram && base == kAny && !mandatory &&
+             ((op & kCounted) == kRepeated || first[2] == kUnboundedCount) &&
              strnlen(start, kRepeatCap + 1) <= kRepeatCap) {
     // A leading unbounded wildcard can absorb any later start, so when it can reach the whole
     // text, a match exists somewhere only if one exists at the first position.
     at = start;
-    end = skipExpression(at, program);
+    end = skipExpression(at, reinterpret_cast<const char*>(fProgram));
   } else {
     // Every position, including the terminator: a pattern may match the empty text there. One
-    // matcher serves all positions; a cheap test of the first item skips hopeless ones.
-    Tmatcher matcher(false);
+    // matcher serves all positions; when the first item must consume a byte, positions whose
+    // byte it cannot take are skipped without starting an attempt.
+    Tmatcher matcher(false, fProgram, start);
+    TstartFilter filter(base, first + 1);
     for (at = start;; ++at) {
-      const Tbyte c = Tbyte(*at);
-      bool possible = true;
-      switch (*first) {
-        case kAny:
-          possible = c != 0;
-          break;
-        case kClass:
-          possible = inAsciiClass(first + 1, c);
-          break;
-        case kNegClass:
-          possible = inNegClass(first + 1, c);
-          break;
-        case kWideClass:
-          possible = inSet(first + 1, c);
-          break;
-        default:
-          break;
+      if (mandatory) {
+        at = filter.next(at);
+        if (*at == 0) break;  // a consuming item cannot start at the end
       }
-      if (possible && (end = matcher.run(at, fProgram))) break;
-      if (c == 0) break;
+      if ((end = matcher.run(at, fProgram))) break;
+      if (*at == 0) break;
     }
   }
   if (!end) return nullptr;
@@ -599,6 +714,12 @@ const char* TregExp::firstMatch(const char** text) const {
 
 bool TregExp::match(const char* text) const {
   if (!fProgram || !text) return false;
-  Tmatcher matcher(true);
+  const Tbyte* facts = fProgram - kHeaderBytes;
+  if (facts[0] || facts[1]) {
+    const std::size_t length = std::strlen(text);
+    if (facts[0] && (length == 0 || Tbyte(text[length - 1]) != facts[0])) return false;
+    if (facts[1] && !std::memchr(text, facts[1], length)) return false;
+  }
+  Tmatcher matcher(true, fProgram, text);
   return matcher.run(text, fProgram) != nullptr;
 }

@@ -18,8 +18,6 @@ namespace {
 
 // ---- PURIFY ----
 
-std::atomic<int> gPurify{-1};
-
 constexpr std::uint64_t kPurifyMagic = 0x5655524950414c45ULL;  // arbitrary, unlikely in data
 
 struct alignas(16) TpureHeader {
@@ -72,16 +70,15 @@ void leave(TbaseArena* arena) {
 
 TpureArena::~TpureArena() = default;
 
-bool TpureArena::usePurify() {
-  int value = gPurify.load(std::memory_order_relaxed);
-  if (value < 0) {
-    value = VelaGetEnv("PURIFY") != nullptr ? 1 : 0;
-    gPurify.store(value, std::memory_order_relaxed);
-  }
+std::atomic<int> TpureArena::fsPurify{-1};
+
+bool TpureArena::readPurify() {
+  const int value = VelaGetEnv("PURIFY") != nullptr ? 1 : 0;
+  fsPurify.store(value, std::memory_order_relaxed);
   return value != 0;
 }
 
-void TpureArena::sReloadPurify() { gPurify.store(VelaGetEnv("PURIFY") != nullptr ? 1 : 0); }
+void TpureArena::sReloadPurify() { readPurify(); }
 
 void* TpureArena::purifyAllocate(std::size_t size) {
   if (size > SIZE_MAX - sizeof(TpureHeader)) return nullptr;

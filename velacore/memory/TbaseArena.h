@@ -19,6 +19,7 @@
 // malloc (with a magic number in front that release checks), so that bounds checkers see them.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
@@ -31,7 +32,10 @@ class TpureArena {
   virtual ~TpureArena();
 
   /// Whether the PURIFY switch was set when the process started (read once).
-  [[nodiscard]] static bool usePurify();
+  [[nodiscard]] static bool usePurify() {
+    const int value = fsPurify.load(std::memory_order_relaxed);
+    return value >= 0 ? value != 0 : readPurify();
+  }
   /// Re-reads PURIFY. Only safe while no arena holds blocks; meant for tests.
   static void sReloadPurify();
 
@@ -39,6 +43,10 @@ class TpureArena {
   [[nodiscard]] static void* purifyAllocate(std::size_t size);
   /// Releases a block from purifyAllocate; aborts with a message when its magic number is damaged.
   static void purifyDeallocate(void* p);
+
+ private:
+  static bool readPurify();
+  static std::atomic<int> fsPurify;  // -1 until read
 };
 
 /// Pages, name, allocator and registry entry common to all arenas.

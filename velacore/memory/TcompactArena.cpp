@@ -20,7 +20,7 @@ struct TcompactArena::TcompactPage {
   std::size_t hint;  // the slot after the last one handed out, in search order
   char* first;
   char* end;
-  std::size_t cursor;  // the word where the last search succeeded
+  std::size_t cursor;  // no word before this one has a clear bit
   std::uint32_t* bits;
   std::size_t partialBits;  // blocks in the trailing partial word
   std::size_t reserved;
@@ -102,7 +102,7 @@ TcompactArena::TcompactPage* TcompactArena::makePage() {
   return page;
 }
 
-void* TcompactArena::allocateIn(TcompactPage* page) {
+inline void* TcompactArena::allocateIn(TcompactPage* page) {
   std::size_t index = page->hint;
   if (index >= page->capacity || page->isSet(index)) {
     const std::size_t words = page->words();
@@ -144,7 +144,7 @@ void* TcompactArena::allocate(std::size_t) { return allocate(); }
 
 void* TcompactArena::allocate(std::size_t, std::size_t) { return allocate(); }
 
-void* TcompactArena::allocateLocked() {
+inline void* TcompactArena::allocateLocked() {
   if (usePurify()) {
     void* p = purifyAllocate(fBlockSize);
     if (p != nullptr) {
@@ -170,7 +170,7 @@ void* TcompactArena::allocateLocked() {
   return allocateIn(page);
 }
 
-TcompactArena::TcompactPage* TcompactArena::pageOf(const void* p) const {
+inline TcompactArena::TcompactPage* TcompactArena::pageOf(const void* p) const {
   const char* c = static_cast<const char*>(p);
   if (fCurrent != nullptr && c >= fCurrent->first && c < fCurrent->end) return fCurrent;
   for (TpageLinks* l = fPages; l != nullptr; l = l->next) {
@@ -188,7 +188,7 @@ long TcompactArena::indexOf(const void* p) const {
   return static_cast<long>(fShift != 0 ? offset >> fShift : offset / fBlockSize);
 }
 
-void TcompactArena::releaseIn(TcompactPage* page, const void* p) {
+inline void TcompactArena::releaseIn(TcompactPage* page, const void* p) {
   const auto offset = static_cast<std::size_t>(static_cast<const char*>(p) - page->first);
   const std::size_t index = fShift != 0 ? offset >> fShift : offset / fBlockSize;
   if (index * fBlockSize != offset) {
@@ -202,10 +202,13 @@ void TcompactArena::releaseIn(TcompactPage* page, const void* p) {
     return;
   }
   page->bits[index >> 5] &= ~(std::uint32_t(1) << (index & 31));
+  if ((index >> 5) < page->cursor) page->cursor = index >> 5;
   --page->inUse;
   --fBlocksInUse;
   if (fInUseCounter != nullptr) --*fInUseCounter;
   fAllFull = false;
+  // A full current page would send the next request on a walk: this page has room now.
+  if (fCurrent == nullptr || fCurrent->inUse == fCurrent->capacity) fCurrent = page;
   if (page->inUse == 0) {
     if (fCurrent == page) fCurrent = nullptr;
     unlinkPage(&page->links);
@@ -213,7 +216,7 @@ void TcompactArena::releaseIn(TcompactPage* page, const void* p) {
   }
 }
 
-bool TcompactArena::releaseLocal(void* p) {
+inline bool TcompactArena::releaseLocal(void* p) {
   TcompactPage* page = pageOf(p);
   if (page == nullptr) {
     // Every block of the saved page is free: a block there is being released a second time.

@@ -148,13 +148,13 @@ TpoolAllocator::~TpoolAllocator() {
 void TpoolAllocator::freeThreadCache() {
   if (fCacheId < 0) return;
   TpoolMagazine* m = magazineOf(fCacheId, false);
-  if (m != nullptr && m->owner == this && m->serial == fSerial) deleteBlocks(*m);
+  if (m != nullptr && m->serial == fSerial) deleteBlocks(*m);
 }
 
 void* TpoolAllocator::mpAlloc() {
   if (fCacheId >= 0) {
     TpoolMagazine* m = magazineOf(fCacheId, false);
-    if (m != nullptr && m->count != 0 && m->owner == this && m->serial == fSerial)
+    if (m != nullptr && m->count != 0 && m->serial == fSerial)
       return m->blocks[--m->count];
   }
   return allocateSlow();
@@ -166,7 +166,7 @@ void* TpoolAllocator::allocateSlow() {
     if (fCount != 0) {
       // Refill this thread's cache with a batch while the lock is held anyway.
       TpoolMagazine* m = fCacheId >= 0 ? magazineOf(fCacheId, true) : nullptr;
-      if (m != nullptr && (m->owner != this || m->serial != fSerial)) {
+      if (m != nullptr && m->serial != fSerial) {
         deleteBlocks(*m);
         m->owner = this;
         m->serial = fSerial;
@@ -180,7 +180,7 @@ void* TpoolAllocator::allocateSlow() {
   return ::operator new(fBlockWords * 8);
 }
 
-void TpoolAllocator::pushLocked(void* p) {
+inline void TpoolAllocator::pushLocked(void* p) {
   if (fCount == fCapacity) {
     void** grown = nullptr;
     if (fBlockWords * 8 * fCapacity <= sPoolLimit())
@@ -198,23 +198,35 @@ void TpoolAllocator::pushLocked(void* p) {
 void TpoolAllocator::mpFree(void* p) {
   if (p == nullptr) return;
   if (fCacheId >= 0) {
-    TpoolMagazine* m = magazineOf(fCacheId, true);
-    if (m != nullptr) {
-      if (m->owner != this || m->serial != fSerial) {
-        deleteBlocks(*m);  // left by a pool that no longer exists
-        m->owner = this;
-        m->serial = fSerial;
-      }
-      if (m->count < kMagazineBlocks) {
-        m->blocks[m->count++] = p;
+    TpoolThreadCache* cache = tCache;
+    if (cache != nullptr) {
+      TpoolMagazine& m = cache->slots[fCacheId];
+      if (m.serial == fSerial && m.count < kMagazineBlocks) {
+        m.blocks[m.count++] = p;
         return;
       }
-      // Full: hand a batch (and this block) to the shared list under one lock.
-      TmtScopedLock guard(fLock);
-      for (unsigned i = 0; i < kMagazineBatch; ++i) pushLocked(m->blocks[--m->count]);
-      pushLocked(p);
+    }
+  }
+  freeSlow(p);
+}
+
+void TpoolAllocator::freeSlow(void* p) {
+  TpoolMagazine* m = fCacheId >= 0 ? magazineOf(fCacheId, true) : nullptr;
+  if (m != nullptr) {
+    if (m->serial != fSerial) {
+      deleteBlocks(*m);  // left by a pool that no longer exists
+      m->owner = this;
+      m->serial = fSerial;
+    }
+    if (m->count < kMagazineBlocks) {
+      m->blocks[m->count++] = p;
       return;
     }
+    // Full: hand a batch (and this block) to the shared list under one lock.
+    TmtScopedLock guard(fLock);
+    for (unsigned i = 0; i < kMagazineBatch; ++i) pushLocked(m->blocks[--m->count]);
+    pushLocked(p);
+    return;
   }
   TmtScopedLock guard(fLock);
   pushLocked(p);
@@ -242,7 +254,7 @@ std::size_t TpoolAllocator::cachedCount() const {
 std::size_t TpoolAllocator::threadCachedCount() const {
   if (fCacheId < 0) return 0;
   const TpoolMagazine* m = magazineOf(fCacheId, false);
-  return m != nullptr && m->owner == this && m->serial == fSerial ? m->count : 0;
+  return m != nullptr && m->serial == fSerial ? m->count : 0;
 }
 
 std::size_t TpoolAllocator::capacity() const {

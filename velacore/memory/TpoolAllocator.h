@@ -64,6 +64,7 @@ class TpoolAllocator {
  private:
   friend struct TpoolThreadCache;
   void* allocateSlow();
+  void freeSlow(void* p);
   void pushLocked(void* p);
   void freeThreadCache();
 
@@ -73,5 +74,5 @@ class TpoolAllocator {
   std::size_t fCapacity = 0;
   std::size_t fCount = 0;
   int fCacheId = -1;             // slot in the per-thread caches, -1 for none
-  std::uint64_t fSerial = 0;     // tells this pool from an earlier one in the same slot
+  std::uint64_t fSerial = 0;     // unique per pool ever made: tells it from an earlier one in the slot
 };

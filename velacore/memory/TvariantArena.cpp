@@ -70,15 +70,21 @@ static_assert(sizeof(TpurifyHeader) == 32);
 
 }  // namespace
 
-int TvariantArena::binIndex(std::size_t size) {
+namespace {
+
+inline int binOf(std::size_t size) {
   if (size < 144) return static_cast<int>(size / 8);
   std::size_t q = size / 8;
   const int log2 = 63 - __builtin_clzll(q);
   const int k = log2 - 3;
   q >>= k;
   const int bin = kFirstSizedBin + 4 * k + static_cast<int>((q - 8) / 4);
-  return std::min(bin, kBinCount - 1);
+  return bin < TvariantArena::kBinCount - 1 ? bin : TvariantArena::kBinCount - 1;
 }
+
+}  // namespace
+
+int TvariantArena::binIndex(std::size_t size) { return binOf(size); }
 
 TvariantArena::TvariantArena(std::size_t pageSize, unsigned fitSearchLimit, Tallocator& allocator,
                              const char* name, bool releaseEmptyPages, bool useLastPageFirst)
@@ -118,8 +124,8 @@ TvariantArena* TvariantArena::arenaOf(const void* p) {
 
 // ---- bins ----
 
-void TvariantArena::link(Tblock* block) {
-  const int bin = binIndex(block->size());
+inline void TvariantArena::link(Tblock* block) {
+  const int bin = binOf(block->size());
   Tblock::TfreeLinks* links = block->links();
   links->next = fBins[bin];
   links->prevLink = &fBins[bin];
@@ -128,16 +134,16 @@ void TvariantArena::link(Tblock* block) {
   fBinMask[bin >> 6] |= std::uint64_t(1) << (bin & 63);
 }
 
-void TvariantArena::unlink(Tblock* block) {
+inline void TvariantArena::unlink(Tblock* block) {
   Tblock::TfreeLinks* links = block->links();
   *links->prevLink = links->next;
   if (links->next != nullptr) links->next->links()->prevLink = links->prevLink;
-  const int bin = binIndex(block->size());
+  const int bin = binOf(block->size());
   if (fBins[bin] == nullptr) fBinMask[bin >> 6] &= ~(std::uint64_t(1) << (bin & 63));
 }
 
-TvariantArena::Tblock* TvariantArena::findFit(std::size_t size) {
-  int bin = binIndex(size);
+inline TvariantArena::Tblock* TvariantArena::findFit(std::size_t size) {
+  int bin = binOf(size);
   if (bin < kFirstSizedBin) {
     if (fBins[bin] != nullptr) return fBins[bin];
   } else {
@@ -199,7 +205,7 @@ std::size_t TvariantArena::pageBytes(const TbaseArena*, const TpageLinks* page) 
 
 // ---- blocks ----
 
-void TvariantArena::splitAndInsertRest(Tblock* block, std::size_t size) {
+inline void TvariantArena::splitAndInsertRest(Tblock* block, std::size_t size) {
   const std::size_t old = block->size();
   if (old - size < kMinSplitBytes) return;
   Tpage* page = block->page;
@@ -228,7 +234,7 @@ void* TvariantArena::allocate(std::size_t size, std::size_t count, std::size_t e
   return allocateLocked(size, minPage);
 }
 
-void* TvariantArena::allocateLocked(std::size_t size, std::size_t minPage) {
+inline void* TvariantArena::allocateLocked(std::size_t size, std::size_t minPage) {
   if (size == 0 || size > kMaxRequest || minPage > kMaxRequest) return nullptr;
   if (usePurify()) return purifyAllocate(size);
   const std::size_t rounded = roundRequest(size);
@@ -253,26 +259,31 @@ void* TvariantArena::allocateLocked(std::size_t size, std::size_t minPage) {
   return block->user();
 }
 
-void TvariantArena::deallocate(void* p) {
-  std::size_t freed = 0;
-  deallocate(p, freed);
-}
-
-void TvariantArena::deallocate(void* p, std::size_t& freedSize) {
+inline void TvariantArena::release(void* p, std::size_t& freedSize) {
   freedSize = 0;
   if (p == nullptr) return;
-  TvariantArena* arena = arenaOf(p);
-  assert(sIsRegistered(arena) && arena->pageType() == kVariantPage &&
-         "TvariantArena::deallocate: the block does not belong to a live variant arena");
-  TarenaGuard guard(arena->fLock);
   if (usePurify()) {
+    TvariantArena* arena = (static_cast<TpurifyHeader*>(p) - 1)->arena;
+    TarenaGuard guard(arena->fLock);
     arena->purifyRelease(p, freedSize);
     return;
   }
-  arena->deallocateLocked(Tblock::of(p), freedSize);
+  Tblock* block = Tblock::of(p);
+  TvariantArena* arena = block->page->arena();
+  assert(sIsRegistered(arena) && arena->pageType() == kVariantPage &&
+         "TvariantArena::deallocate: the block does not belong to a live variant arena");
+  TarenaGuard guard(arena->fLock);
+  arena->deallocateLocked(block, freedSize);
 }
 
-void TvariantArena::deallocateLocked(Tblock* block, std::size_t& freedSize) {
+void TvariantArena::deallocate(void* p) {
+  std::size_t freed = 0;
+  release(p, freed);
+}
+
+void TvariantArena::deallocate(void* p, std::size_t& freedSize) { release(p, freedSize); }
+
+inline void TvariantArena::deallocateLocked(Tblock* block, std::size_t& freedSize) {
   if (block->isFree()) {
     assert(!"TvariantArena::deallocate: the block was released already");
     reportError("TvariantArena::deallocate: block %p of arena \"%s\" was released already",

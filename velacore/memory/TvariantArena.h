@@ -107,6 +107,7 @@ class TvariantArena : public TheapArena {
   struct Tblock;
   friend class TbaseArena;
 
+  static void release(void* p, std::size_t& freedSize);
   void* allocateLocked(std::size_t size, std::size_t minPage);
   void deallocateLocked(Tblock* block, std::size_t& freedSize);
   void* reallocateLocked(void* p, std::size_t size);

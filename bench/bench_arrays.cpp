@@ -126,5 +126,5 @@ BENCHMARK(BM_find_vela)->Arg(100000);
 BENCHMARK(BM_find_stdvector)->Arg(100000);
 BENCHMARK(BM_copy_vela)->Arg(1000000);
 BENCHMARK(BM_copy_stdvector)->Arg(1000000);
-BENCHMARK(BM_move_vela)->RangeMultiplier(2)->Range(256 << 10, 64 << 20);
-BENCHMARK(BM_move_memmove)->RangeMultiplier(2)->Range(256 << 10, 64 << 20);
+BENCHMARK(BM_move_vela)->RangeMultiplier(2)->Range(256 << 10, 64 << 20)->UseRealTime();
+BENCHMARK(BM_move_memmove)->RangeMultiplier(2)->Range(256 << 10, 64 << 20)->UseRealTime();

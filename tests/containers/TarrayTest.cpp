@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cmath>
 #include <limits>
 #include <numeric>
 #include <random>
@@ -26,8 +25,7 @@ std::vector<typename A::value_type> contents(const A& a) {
 
 TEST(Tarray, GrowsByIncrementsThenRaisesTheIncrement) {
   TdoubleArray a;
-  std::vector<std::uint32_t> capacities;
-  std::vector<std::uint32_t> increments;
+  std::vector<std::uint32_t> capacities, increments;
   for (int i = 0; i < 62; ++i) {
     const std::uint32_t before = a.physicalSize();
     a.addLast(i);
@@ -43,8 +41,6 @@ TEST(Tarray, GrowsByIncrementsThenRaisesTheIncrement) {
   TdoubleArray b;
   b.changeLogicalSizeTo(20);
   EXPECT_EQ(b.physicalSize(), 24u);
-  EXPECT_EQ(b.size(), 20u);
-
   TdoubleArray c(0);  // an increment of 0 grows like 1
   c.addLast(1.0);
   c.addLast(2.0);
@@ -53,161 +49,101 @@ TEST(Tarray, GrowsByIncrementsThenRaisesTheIncrement) {
 
 TEST(Tarray, StorageKindFollowsTheBlockSizeBothWays) {
   const std::size_t mappedBefore = mmapBytesInUse();
-  TdoubleArray heap;
-  heap.changePhysicalSizeTo(8063);  // 64,504 bytes
-  EXPECT_FALSE(heap.usesMappedMemory());
-  EXPECT_EQ(mmapBytesInUse(), mappedBefore);
-
   TdoubleArray a;
-  for (int i = 0; i < 8000; ++i) a.addLast(i * 0.5);
-  a.pack();
+  a.changePhysicalSizeTo(8063);  // 64,504 bytes
   EXPECT_FALSE(a.usesMappedMemory());
-  for (int i = 8000; i < 20000; ++i) a.addLast(i * 0.5);  // crosses 8,064 elements upward
+  EXPECT_EQ(mmapBytesInUse(), mappedBefore);
+  for (int i = 0; i < 20000; ++i) a.addLast(i * 0.5);  // crosses 8,064 elements upward
   EXPECT_TRUE(a.usesMappedMemory());
   EXPECT_GT(mmapBytesInUse(), mappedBefore);
   a.changePhysicalSizeTo(8064);  // exactly 64,512 bytes: still mapped
   EXPECT_TRUE(a.usesMappedMemory());
-  a.changePhysicalSizeTo(100);   // back to the heap
+  a.changePhysicalSizeTo(100);  // back to the heap
   EXPECT_FALSE(a.usesMappedMemory());
-  EXPECT_EQ(a.size(), 100u);
-  for (int i = 0; i < 100; ++i) ASSERT_EQ(a[i], i * 0.5);
   EXPECT_EQ(mmapBytesInUse(), mappedBefore);
-  a.changePhysicalSizeTo(0);
-  EXPECT_FALSE(a.isCreated());
+  ASSERT_EQ(a.size(), 100u);
+  for (int i = 0; i < 100; ++i) ASSERT_EQ(a[i], i * 0.5);
+  a.createAndSet(2.5, 9000, 16);
+  EXPECT_TRUE(a.usesMappedMemory());
+  EXPECT_EQ(a.physicalSize(), 9000u);
+  EXPECT_EQ(a.sizeIncrement(), 16u);
+  EXPECT_EQ(a.last(), 2.5);
 }
 
-TEST(Tarray, SelfInsertionIntoAFullArrayInsertsTheRightValues) {
+TEST(Tarray, SelfInsertionInsertsTheRightValues) {
   Tint32Array a;
   for (int i = 0; i < 8; ++i) a.addLast(i * 10);
-  ASSERT_EQ(a.physicalSize(), a.size());
-  a.insert(a[7], 0);  // a reference into the buffer that the insertion reallocates
+  a.insert(a[7], 0);  // full: the insertion reallocates under its own argument
   EXPECT_EQ(contents(a), (std::vector<std::int32_t>{70, 0, 10, 20, 30, 40, 50, 60, 70}));
   while (a.size() < a.physicalSize()) a.addLast(-1);
-  a.addLast(a[0]);  // full again: the append reallocates under its own argument
-  EXPECT_EQ(a.last(), 70);
-  EXPECT_EQ(a[8], 70);
+  a.addLast(a[1]);  // full again
+  EXPECT_EQ(a.last(), 0);
 
   Tint32Array b;
-  for (int i = 0; i < 8; ++i) b.addLast(i);
-  b.insert(b.data() + 2, 4, 1);  // a run of the array's own elements, array full
-  EXPECT_EQ(contents(b), (std::vector<std::int32_t>{0, 2, 3, 4, 5, 1, 2, 3, 4, 5, 6, 7}));
-  Tint32Array c;
-  for (int i = 0; i < 3; ++i) c.addLast(i);
-  c.insert(c.data() + 1, 2, 0);  // spare capacity, source shifted by the insertion itself
-  EXPECT_EQ(contents(c), (std::vector<std::int32_t>{1, 2, 0, 1, 2}));
-  EXPECT_EQ(c.insert(5, 6), -1);  // past the end: refused, unchanged
-  EXPECT_EQ(c.size(), 5u);
-  c.catenate(c);
-  EXPECT_EQ(contents(c), (std::vector<std::int32_t>{1, 2, 0, 1, 2, 1, 2, 0, 1, 2}));
-  c.copy(c, 2, 3);
-  EXPECT_EQ(contents(c), (std::vector<std::int32_t>{0, 1, 2}));
+  for (int i = 0; i < 3; ++i) b.addLast(i);
+  b.insert(b.data() + 1, 2, 0);  // spare capacity: the shift moves the source itself
+  EXPECT_EQ(contents(b), (std::vector<std::int32_t>{1, 2, 0, 1, 2}));
+  EXPECT_EQ(b.insert(5, 6), -1);  // past the end: refused
+  b.catenate(b);
+  b.copy(b, 3, 4);
+  EXPECT_EQ(contents(b), (std::vector<std::int32_t>{1, 2, 1, 2}));
 }
 
-TEST(Tarray, FindComparesBitPatterns) {
+TEST(Tarray, FindAndRemoveCompareBitPatterns) {
   TdoubleArray a;
   a.addLast(-0.0);
   std::uint32_t at = 99;
   EXPECT_EQ(a.find(0.0, at), Tarray::kNotFound);
   EXPECT_EQ(at, 1u);  // the size
-  EXPECT_EQ(a.find(-0.0, at), 0);
-  EXPECT_EQ(at, 0u);
   const double nan = std::numeric_limits<double>::quiet_NaN();
   a.addLast(nan);
   EXPECT_EQ(a.find(nan), 1u);
   EXPECT_EQ(a.remove(0.0), Tarray::kNotFound);
   EXPECT_EQ(a.remove(-0.0), 0);
-  EXPECT_EQ(a.size(), 1u);
-
-  struct Odd { char bytes[3]; };  // neither 1, 4 nor 8 bytes wide
+  struct Odd { char bytes[3]; };  // compared byte by byte
   TvalueArray<Odd> odd;
   odd.addLast(Odd{{1, 2, 3}});
   odd.addLast(Odd{{1, 2, 4}});
   EXPECT_EQ(odd.find(Odd{{1, 2, 4}}), 1u);
-  EXPECT_EQ(odd.find(Odd{{1, 2, 5}}), TvalueArray<Odd>::kNoIndex);
-  EXPECT_EQ(odd.removeElement(odd.address(0)), 0);
-  EXPECT_EQ(odd.size(), 1u);
+  EXPECT_EQ(odd.find(Odd{{1, 2, 5}}), Tarray::kNoIndex);
 }
 
-TEST(Tarray, RemoveAtCutsToTheEndAndNeverShrinksTheBuffer) {
+TEST(Tarray, RemoveAtAndCopyFollowTheirSizingRules) {
   TuInt16Array a;
   for (std::uint16_t i = 0; i < 12; ++i) a.addLast(i);
   const std::uint32_t capacity = a.physicalSize();
-  EXPECT_EQ(a.removeAt(20, 1), 0);
-  EXPECT_EQ(a.size(), 12u);
-  EXPECT_EQ(a.removeAt(10, 5), 0);
+  EXPECT_EQ(a.removeAt(20, 1), 0);  // past the end: nothing, still success
+  EXPECT_EQ(a.removeAt(10, 5), 0);  // cut to elements 10 and 11
   EXPECT_EQ(a.size(), 10u);
-  EXPECT_EQ(a.removeAt(0, 3), 0);
-  EXPECT_EQ(a[0], 3);
-  EXPECT_EQ(a.last(), 9);
   EXPECT_EQ(a.physicalSize(), capacity);
-  while (a.removeLast() == 0) {
-  }
-  EXPECT_TRUE(a.empty());
-  EXPECT_EQ(a.changeLogicalSizeBy(-1), -1);
-}
 
-TEST(Tarray, CopyAndCatenateShrinkToFit) {
-  TdoubleArray source;
-  for (int i = 0; i < 5; ++i) source.addLast(i);
-  TdoubleArray a;
-  a.changePhysicalSizeTo(100);
-  a.copy(source, 1, 3);
-  EXPECT_EQ(a.physicalSize(), 3u);
-  EXPECT_EQ(contents(a), (std::vector<double>{1, 2, 3}));
-  a.catenate(source, 4, 10);  // count cut to what the source has
-  EXPECT_EQ(contents(a), (std::vector<double>{1, 2, 3, 4}));
-  EXPECT_EQ(a.physicalSize(), 4u);
-  const TdoubleArray empty;
-  a.catenate(empty);
-  EXPECT_EQ(a.size(), 4u);
-  a.copy(empty);
-  EXPECT_TRUE(a.empty());
-  EXPECT_FALSE(a.isCreated());
+  TuInt16Array b;
+  b.changePhysicalSizeTo(100);
+  b.copy(a, 1, 3);
+  EXPECT_EQ(b.physicalSize(), 3u);
+  b.catenate(a, 9, 10);  // count cut to what the source has
+  EXPECT_EQ(contents(b), (std::vector<std::uint16_t>{1, 2, 3, 9}));
+  b.catenate(TuInt16Array());
+  EXPECT_EQ(b.size(), 4u);
+  b.copy(TuInt16Array());
+  EXPECT_FALSE(b.isCreated());
 
-  // Large enough for the parallel block move.
-  std::vector<double> big(300000);
+  std::vector<double> big(300000);  // large enough for the parallel block move
   std::iota(big.begin(), big.end(), 0.0);
-  a.copy(big.data(), static_cast<std::uint32_t>(big.size()));
-  a.catenate(big.data(), 10);
-  ASSERT_EQ(a.size(), 300010u);
-  EXPECT_TRUE(std::equal(big.begin(), big.end(), a.begin()));
-  EXPECT_EQ(a.last(), 9.0);
-
-  TdoubleArray b(3);
-  b.addLast(7.0);
-  a.swap(b);
-  EXPECT_EQ(a.size(), 1u);
-  EXPECT_EQ(a.sizeIncrement(), 3u);
-  EXPECT_EQ(b.size(), 300010u);
-  TdoubleArray moved(std::move(b));
-  EXPECT_EQ(moved.size(), 300010u);
-  const TdoubleArray copied(moved);
-  EXPECT_EQ(copied.physicalSize(), 300010u);
-  EXPECT_EQ(copied[299999], 299999.0);
-
+  TdoubleArray c;
+  c.copy(big.data(), static_cast<std::uint32_t>(big.size()));
+  const TdoubleArray d(std::move(c));
+  EXPECT_TRUE(c.empty());
+  EXPECT_EQ(contents(d), big);
   Footprint fp;
-  copied.footprint(fp);
+  d.footprint(fp);
   EXPECT_EQ(fp.fieldCount(), 5);
   EXPECT_STREQ(fp.field(2).name, "logicalUpperBound");
-  EXPECT_EQ(fp.referencedBytes(), 300010u * 8);
-}
-
-TEST(Tarray, CreateAndSetFillsEveryElement) {
-  TuInt64Array a;
-  a.createAndSet(0x0102030405060708ull, 9000, 16);
-  EXPECT_EQ(a.size(), 9000u);
-  EXPECT_EQ(a.physicalSize(), 9000u);
-  EXPECT_EQ(a.sizeIncrement(), 16u);
-  EXPECT_TRUE(a.usesMappedMemory());
-  for (std::uint64_t v : a) ASSERT_EQ(v, 0x0102030405060708ull);
-  TcharArray c;
-  c.createAndSet('x', 3);
-  EXPECT_EQ(std::string(c.begin(), c.end()), "xxx");
+  EXPECT_EQ(fp.referencedBytes(), big.size() * 8);
 }
 
 TEST(Tarray, RefusedAllocationThrowsAndLeavesTheArrayUnchanged) {
-  // 2^32 - 1 elements of 64 KiB do not fit into any address space.
-  using Huge = std::array<char, 65536>;
+  using Huge = std::array<char, 65536>;  // 2^32 - 1 of these fit no address space
   TvalueArray<Huge> a;
   Huge h{};
   h[0] = 'a';
@@ -216,11 +152,10 @@ TEST(Tarray, RefusedAllocationThrowsAndLeavesTheArrayUnchanged) {
   const void* buffer = a.buffer();
   EXPECT_THROW(a.changePhysicalSizeTo(0xFFFFFFFFu), TmemoryException);
   EXPECT_THROW(a.changeLogicalSizeTo(0xFFFFFFF0u), TmemoryException);
-  EXPECT_THROW(a.insert(nullptr, 0xFFFFFFFFu, 1), TmemoryException);  // size would overflow
+  EXPECT_THROW(a.insert(a.data(), 0xFFFFFFFFu, 1), TmemoryException);  // size would overflow
   EXPECT_EQ(a.buffer(), buffer);
   EXPECT_EQ(a.size(), 2u);
   EXPECT_EQ(a.physicalSize(), 8u);
-  EXPECT_EQ(a.sizeIncrement(), 8u);
   EXPECT_EQ(a[1][0], 'a');
   TvalueArray<Huge> fresh;
   EXPECT_THROW(fresh.changeLogicalSizeTo(0xFFFFFFF0u), TmemoryException);
@@ -231,11 +166,11 @@ TEST(Tarray, AgreesWithStdVectorOverRandomOperations) {
   std::mt19937 rng(12345);
   TuInt32Array a(4);
   std::vector<std::uint32_t> v;
-  auto pick = [&](std::uint32_t n) { return n == 0 ? 0u : static_cast<std::uint32_t>(rng() % n); };
+  auto pick = [&](std::size_t n) { return n == 0 ? 0u : static_cast<std::uint32_t>(rng() % n); };
   for (int step = 0; step < 6000; ++step) {
     const auto n = static_cast<std::uint32_t>(v.size());
     const std::uint32_t value = rng() % 64;
-    switch (rng() % 12) {
+    switch (rng() % 11) {
       case 0: case 1: case 2:
         a.addLast(value);
         v.push_back(value);
@@ -254,56 +189,44 @@ TEST(Tarray, AgreesWithStdVectorOverRandomOperations) {
       }
       case 5: {
         std::uint32_t at = 0;
-        const int status = a.find(value, at);
         const auto it = std::find(v.begin(), v.end(), value);
-        ASSERT_EQ(status, it == v.end() ? Tarray::kNotFound : 0);
-        ASSERT_EQ(at, static_cast<std::uint32_t>(it - v.begin()));
-        if (rng() % 2 && it != v.end()) {
+        ASSERT_EQ(a.find(value, at), it == v.end() ? Tarray::kNotFound : 0);
+        ASSERT_EQ(at, std::uint32_t(it - v.begin()));
+        if (it != v.end() && rng() % 2) {
           a.remove(value);
           v.erase(it);
         }
         break;
       }
       case 6: {  // a burst that may carry the buffer across the mapped threshold
-        const std::uint32_t count = pick(12000);
-        std::vector<std::uint32_t> run(count, value);
-        a.catenate(run.data(), count);
+        const std::vector<std::uint32_t> run(pick(12000), value);
+        a.catenate(run.data(), std::uint32_t(run.size()));
         v.insert(v.end(), run.begin(), run.end());
-        ASSERT_EQ(a.physicalSize(), a.size());
         break;
       }
       case 7: {
         const std::uint32_t start = pick(n + 1), count = pick(n + 1);
         a.copy(TuInt32Array(a), start, count);
-        const std::uint32_t end = std::min(n, start + count);
-        v = std::vector<std::uint32_t>(v.begin() + start, v.begin() + end);
+        v = std::vector<std::uint32_t>(v.begin() + start, v.begin() + std::min(n, start + count));
         break;
       }
       case 8: {
         const std::uint32_t size = pick(n + 20);
         a.changeLogicalSizeTo(size);
-        const std::uint32_t old = n;
         v.resize(size);
-        for (std::uint32_t i = old; i < size; ++i) a[i] = v[i] = i;
+        for (std::uint32_t i = n; i < size; ++i) a[i] = v[i] = i;
         break;
       }
       case 9:
         a.changePhysicalSizeTo(pick(n + 20));
-        if (a.size() < v.size()) v.resize(a.size());
+        v.resize(std::min<std::size_t>(v.size(), a.size()));
         break;
-      case 10:
+      default:
         a.pack();
         ASSERT_EQ(a.physicalSize(), a.size());
         break;
-      default:
-        if (rng() % 8 == 0) {
-          a.reset();
-          v.clear();
-        }
-        break;
     }
     ASSERT_EQ(a.size(), v.size()) << "step " << step;
-    ASSERT_GE(a.physicalSize(), a.size());
     ASSERT_EQ(a.usesMappedMemory(), std::size_t(a.physicalSize()) * 4 >= 64512);
     if (step % 64 == 0) {
       ASSERT_EQ(contents(a), v) << "step " << step;
@@ -316,8 +239,6 @@ TEST(Tarray, SeparateArraysGrowInParallelAndSharedOnesReadConcurrently) {
   TdoubleArray shared;
   for (int i = 0; i < 20000; ++i) shared.addLast(i);
   const std::size_t mappedBefore = mmapBytesInUse();
-  std::vector<std::thread> threads;
-  std::vector<int> failures(4, 0);
 #if defined(__SANITIZE_THREAD__)
   // ThreadSanitizer does not see mremap: a mapping that one thread's array moved away and
   // another thread's array maps again looks like unsynchronised reuse. Stay in the heap there.
@@ -325,6 +246,8 @@ TEST(Tarray, SeparateArraysGrowInParallelAndSharedOnesReadConcurrently) {
 #else
   constexpr int kElements = 10000;  // crosses into mapped memory and back
 #endif
+  std::vector<std::thread> threads;
+  std::vector<int> failures(4, 0);
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([t, &shared, &failures] {
       for (int round = 0; round < 20; ++round) {

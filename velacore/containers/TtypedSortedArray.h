@@ -117,12 +117,19 @@ class TtypedSortedArray : public TsortedArray {
   /// changes nothing) when `index` is past the end or `value` would be a refused duplicate.
   int change(std::uint32_t index, const T& value) {
     if (index >= logicalUpperBound) return -1;
+    std::uint32_t target;
+    if (search(value, target) == 0 && !fAllowDuplicates && target != index) return -1;
+    // Rotate the elements between the old and the new place by one, without reallocating.
     T fresh(value);
-    T old(data()[index]);
-    removeAt(index);
-    if (insert(fresh) == 0) return 0;
-    place(old, index);
-    return -1;
+    T* p = data();
+    if (target > index) {
+      --target;  // the element's own place is vacated in front of it
+      for (std::uint32_t i = index; i < target; ++i) p[i] = std::move(p[i + 1]);
+    } else {
+      for (std::uint32_t i = index; i > target; --i) p[i] = std::move(p[i - 1]);
+    }
+    p[target] = std::move(fresh);
+    return 0;
   }
   /// @}
 

@@ -190,8 +190,13 @@ TEST(TdebugOutputThreads, SectionsOfTwoThreadsStayWhole) {
   auto work = [&](int id) {
     for (int i = 0; i < 300; ++i) {
       if (out.beginSection("t%d", id).isEmpty()) {
-        out.setIndent(1);  // ignored while the other thread owns the sink
-        out.setIndent(-1);
+        // The other thread owns the sink. A pair of indentation changes must be bracketed by
+        // ownership of its own, or the other thread could start a section between the two.
+        if (out.acquireOwnership()) {
+          out.setIndent(1);
+          out.setIndent(-1);
+          out.releaseOwnership();
+        }
         continue;
       }
       ++opened[id];

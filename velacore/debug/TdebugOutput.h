@@ -17,13 +17,16 @@
 // are usable from anywhere, also during static destruction.
 //
 // Threads: any thread may print. Changing the indentation and opening sections need ownership
-// of the sink: the first thread to do so owns it until it has undone every change, and such
-// calls from other threads meanwhile do nothing (beginSection then returns an empty title).
-// One thread's open section therefore keeps its indentation whatever other threads do. Each
-// printed line is written whole, so lines of different threads do not mix.
+// of the sink: an indentation change holds it for its own duration, beginSection until the
+// matching endSection. Such calls from other threads meanwhile do nothing (beginSection then
+// returns an empty title), so one thread's open section keeps its indentation whatever other
+// threads do. Each printed line is written whole, so lines of different threads do not mix.
 //
-// Hazards: the format buffer grows to fit the longest message, 1024 bytes at a time; messages
-// that would need more than 2 GB are dropped. A null format prints nothing.
+// Hazards: two indentation changes that belong together (+1, print, -1) are two separate
+// ownerships; bracket them with acquireOwnership()/releaseOwnership(), or another thread may
+// open a section in between and the second change be refused. The format buffer grows to fit
+// the longest message, 1024 bytes at a time; messages that would need more than 2 GB are
+// dropped. A null format prints nothing.
 #pragma once
 
 #include <velacore/base/TmtCriticalSection.h>

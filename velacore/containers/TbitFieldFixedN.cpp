@@ -15,6 +15,45 @@ unsigned wordsFor(unsigned count) { return (count + 32) / 32; }
 /// Mask of the low `bits` bits of a word (bits < 32).
 unsigned lowMask(unsigned bits) { return (1u << bits) - 1u; }
 
+// Whole-word scans in blocks that the compiler can vectorize; the early exit is per block.
+constexpr unsigned kBlock = 16;
+
+bool anyWordSet(const unsigned* words, unsigned n) {
+  unsigned w = 0;
+  for (; w + kBlock <= n; w += kBlock) {
+    unsigned acc = 0;
+    for (unsigned k = 0; k < kBlock; ++k) acc |= words[w + k];
+    if (acc != 0) return true;
+  }
+  for (; w < n; ++w)
+    if (words[w] != 0) return true;
+  return false;
+}
+
+bool anyWordClear(const unsigned* words, unsigned n) {
+  unsigned w = 0;
+  for (; w + kBlock <= n; w += kBlock) {
+    unsigned acc = kAllOnes;
+    for (unsigned k = 0; k < kBlock; ++k) acc &= words[w + k];
+    if (acc != kAllOnes) return true;
+  }
+  for (; w < n; ++w)
+    if (words[w] != kAllOnes) return true;
+  return false;
+}
+
+bool anyWordSetInBoth(const unsigned* a, const unsigned* b, unsigned n) {
+  unsigned w = 0;
+  for (; w + kBlock <= n; w += kBlock) {
+    unsigned acc = 0;
+    for (unsigned k = 0; k < kBlock; ++k) acc |= a[w + k] & b[w + k];
+    if (acc != 0) return true;
+  }
+  for (; w < n; ++w)
+    if ((a[w] & b[w]) != 0) return true;
+  return false;
+}
+
 unsigned* allocateWords(unsigned count) {
   auto* words = new (std::nothrow) unsigned[wordsFor(count)]();
   if (words == nullptr) throw TmemoryException();
@@ -201,27 +240,22 @@ TbitFieldFixedN& TbitFieldFixedN::XOR(const TbitFieldFixedN& other) {
 bool TbitFieldFixedN::anySet() const {
   if (fCount == 0) return false;
   const unsigned full = fCount >> 5;
-  for (unsigned w = 0; w < full; ++w)
-    if (fBits[w] != 0) return true;
-  return (fBits[full] & lowMask(fCount & 31)) != 0;
+  return anyWordSet(fBits, full) || (fBits[full] & lowMask(fCount & 31)) != 0;
 }
 
 bool TbitFieldFixedN::anySet(const TbitFieldFixedN& mask) const {
   const unsigned count = std::min(fCount, mask.fCount);
   if (count == 0) return false;
   const unsigned full = count >> 5;
-  for (unsigned w = 0; w < full; ++w)
-    if ((fBits[w] & mask.fBits[w]) != 0) return true;
-  return (fBits[full] & mask.fBits[full] & lowMask(count & 31)) != 0;
+  return anyWordSetInBoth(fBits, mask.fBits, full) ||
+         (fBits[full] & mask.fBits[full] & lowMask(count & 31)) != 0;
 }
 
 bool TbitFieldFixedN::anyClear() const {
   if (fCount == 0) return false;
   const unsigned full = fCount >> 5;
-  for (unsigned w = 0; w < full; ++w)
-    if (fBits[w] != kAllOnes) return true;
   const unsigned mask = lowMask(fCount & 31);
-  return (fBits[full] & mask) != mask;
+  return anyWordClear(fBits, full) || (fBits[full] & mask) != mask;
 }
 
 unsigned TbitFieldFixedN::bitsSet() const {

@@ -3,6 +3,7 @@
 #include <velacore/base/Texception.h>
 #include <velacore/base/TmtCriticalSection.h>
 #include <velacore/base/TstringCatalog.h>
+#include <velacore/containers/TdataHashTable.h>
 #include <velacore/environment/VelaEnv.h>
 #include <velacore/memory/internal/TmemoryReport.h>
 #include <velacore/platform/TplatformHeap.h>
@@ -18,7 +19,6 @@
 #include <mutex>
 #include <new>
 #include <ostream>
-#include <unordered_map>
 #include <vector>
 
 namespace {
@@ -36,17 +36,6 @@ struct TblockRecord {
   bool large;  // from a page mapping rather than the runtime heap
 };
 
-// Hashes the block address down to the 32 bits the records are keyed by.
-struct TaddressHash {
-  std::size_t operator()(const void* p) const noexcept {
-    auto v = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(p));
-    v ^= v >> 33;
-    v *= 0xff51afd7ed558ccdULL;
-    v ^= v >> 33;
-    return static_cast<std::uint32_t>(v);
-  }
-};
-
 // All process state of the allocator. Never destroyed: blocks may be released during static
 // destruction of other libraries.
 struct TallocatorState {
@@ -62,7 +51,8 @@ struct TallocatorState {
   std::size_t currentLarge = 0;
   std::size_t peakLarge = 0;
   std::size_t heapAtPeak = 0;
-  std::unordered_map<const void*, TblockRecord, TaddressHash> records;
+  // Keyed by the 32-bit hash of the block address; grows and shrinks with the block count.
+  TdataHashTable<const void*, TblockRecord> records{0, 0xFFFFFFFF};
   TmallocAllocator::Tmapping zeroedMapping;
   TmallocAllocator::Tmapping diskMapping;
 };
@@ -234,7 +224,7 @@ void* allocLocked(TallocatorState& s, std::size_t size, const char* name, bool& 
     s.freeMemory.fetch_sub(static_cast<std::int64_t>(size));
   }
   try {
-    s.records.emplace(p, TblockRecord{size, name, large});
+    s.records.insertUnique(p, TblockRecord{size, name, large});
   } catch (...) {
     if (large) {
       vela::platform::unmapPages(p, size);
@@ -250,10 +240,10 @@ void* allocLocked(TallocatorState& s, std::size_t size, const char* name, bool& 
 
 // Releases a recorded block. Called under the lock; returns false for an unknown address.
 bool freeLocked(TallocatorState& s, void* p) {
-  auto it = s.records.find(p);
-  if (it == s.records.end()) return false;
-  const TblockRecord record = it->second;
-  s.records.erase(it);
+  const TblockRecord* found = s.records.find(p);
+  if (found == nullptr) return false;
+  const TblockRecord record = *found;
+  s.records.remove(p);
   if (record.large) {
     vela::platform::unmapPages(p, record.size);
     s.freeMemory.fetch_add(static_cast<std::int64_t>(record.size));
@@ -261,9 +251,6 @@ bool freeLocked(TallocatorState& s, void* p) {
   } else {
     std::free(p);
   }
-  // Give the table's buckets back once it has become sparse.
-  if (s.records.bucket_count() > 1024 && s.records.size() * 8 < s.records.bucket_count())
-    s.records.rehash(s.records.size() * 2);
   return true;
 }
 
@@ -322,9 +309,9 @@ void* TmallocAllocator::realloc(void* p, std::size_t size, const char* name) {
     return nullptr;
   }
   std::unique_lock<TmtCriticalSection> guard(s.lock);
-  auto it = s.records.find(p);
-  if (it == s.records.end()) return nullptr;
-  const TblockRecord record = it->second;
+  TblockRecord* found = s.records.find(p);
+  if (found == nullptr) return nullptr;
+  const TblockRecord record = *found;
   if (!record.large && size < kLargeBlockBytes) {
     void* q = std::realloc(p, size);
     if (q == nullptr) {
@@ -333,16 +320,16 @@ void* TmallocAllocator::realloc(void* p, std::size_t size, const char* name) {
       return nullptr;
     }
     if (q == p) {
-      it->second.size = size;
-      it->second.name = name;
+      found->size = size;
+      found->name = name;
     } else {
-      s.records.erase(it);
-      s.records.emplace(q, TblockRecord{size, name, false});
+      s.records.remove(p);
+      s.records.insertUnique(q, TblockRecord{size, name, false});
     }
     return q;
   }
   if (record.large && size >= kLargeBlockBytes && pageAlign(size) == record.size) {
-    it->second.name = name;
+    found->name = name;
     return p;
   }
   // Crossing the heap/mapping boundary, or resizing a mapping: a fresh block and a copy.
@@ -361,15 +348,15 @@ void* TmallocAllocator::realloc(void* p, std::size_t size, const char* name) {
 std::size_t TmallocAllocator::blockSize(const void* p) {
   TallocatorState& s = readyState();
   TmtScopedLock guard(s.lock);
-  auto it = s.records.find(p);
-  return it == s.records.end() ? 0 : it->second.size;
+  const TblockRecord* found = s.records.find(p);
+  return found == nullptr ? 0 : found->size;
 }
 
 bool TmallocAllocator::isLargeBlock(const void* p) {
   TallocatorState& s = readyState();
   TmtScopedLock guard(s.lock);
-  auto it = s.records.find(p);
-  return it != s.records.end() && it->second.large;
+  const TblockRecord* found = s.records.find(p);
+  return found != nullptr && found->large;
 }
 
 std::size_t TmallocAllocator::getArrayMemSize(const char* name) {
@@ -377,9 +364,9 @@ std::size_t TmallocAllocator::getArrayMemSize(const char* name) {
   TallocatorState& s = readyState();
   TmtScopedLock guard(s.lock);
   std::size_t total = 0;
-  for (const auto& entry : s.records)
-    if (entry.second.name != nullptr && std::strcmp(entry.second.name, name) == 0)
-      total += entry.second.size;
+  s.records.forEach([&](const void*, const TblockRecord& record) {
+    if (record.name != nullptr && std::strcmp(record.name, name) == 0) total += record.size;
+  });
   return total;
 }
 

@@ -11,6 +11,7 @@ TEST(TpoolManager, LendsInQueueOrderAndRefusesWhatItDoesNotKnow) {
   EXPECT_FALSE(pools.create(0, 10, 4));
   EXPECT_FALSE(pools.create(-1, 10, 4));
   EXPECT_FALSE(pools.create(2, -10, 4));
+  EXPECT_FALSE(pools.create(1, 1 << 20, 1 << 12)) << "4 GiB buffers are refused";
   EXPECT_EQ(pools.count(), 0);
   ASSERT_TRUE(pools.create(3, 10, 4));
   EXPECT_EQ(pools.size(), 40u);
@@ -38,8 +39,9 @@ TEST(TpoolManager, LendsInQueueOrderAndRefusesWhatItDoesNotKnow) {
   EXPECT_EQ(pools.getPool(bytes), b);
   EXPECT_TRUE(pools.releasePool(b));
   EXPECT_TRUE(pools.changeSize(100, 8));
-  void* big = pools.getPool(bytes);
+  auto* big = static_cast<unsigned char*>(pools.getPool(bytes));
   EXPECT_EQ(bytes, 800);
+  for (int i = 0; i < 800; ++i) ASSERT_EQ(big[i], 0) << "resized buffers start zero-filled";
   std::memset(big, 0x5A, 800);
   pools.destroy();
   EXPECT_EQ(pools.count(), 0);

@@ -2,15 +2,15 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 
-TpoolData::TpoolData(std::size_t bytes) : fBytes(new char[bytes == 0 ? 1 : bytes]()), fSize(bytes) {}
+TpoolData::TpoolData(std::size_t bytes) { resize(bytes); }
 
 TpoolData::~TpoolData() = default;
 
 void TpoolData::resize(std::size_t bytes) {
-  if (bytes == fSize) return;
-  fBytes.reset(new char[bytes == 0 ? 1 : bytes]());
-  fSize = bytes;
+  fBytes.create(static_cast<std::uint32_t>(bytes), 0);
+  if (bytes != 0) std::memset(fBytes.data(), 0, bytes);
 }
 
 TpoolManager::TpoolManager() = default;
@@ -23,6 +23,7 @@ namespace {
 bool bufferBytes(int elementCount, int elementSize, std::size_t& bytes) {
   if (elementCount < 0 || elementSize < 0) return false;
   const auto product = static_cast<std::uint64_t>(elementCount) * static_cast<std::uint64_t>(elementSize);
+  if (product > UINT32_MAX) return false;  // the byte arrays hold at most 2^32 - 1 bytes
   bytes = static_cast<std::size_t>(product);
   return true;
 }

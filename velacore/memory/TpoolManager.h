@@ -17,30 +17,29 @@
 #pragma once
 
 #include <velacore/base/TmtRecursiveMutex.h>
+#include <velacore/containers/TvalueArray.h>
 
 #include <cstddef>
 #include <deque>
-#include <memory>
 
 /// One buffer of a TpoolManager: its bytes and whether it is lent out.
 class TpoolData {
  public:
-  /// A buffer of `bytes` bytes (zero-filled).
+  /// A buffer of `bytes` bytes (zero-filled; at most 4 GiB - 1).
   explicit TpoolData(std::size_t bytes);
   virtual ~TpoolData();
   TpoolData(const TpoolData&) = delete;
   TpoolData& operator=(const TpoolData&) = delete;
 
-  [[nodiscard]] void* data() { return fBytes.get(); }
-  [[nodiscard]] std::size_t size() const { return fSize; }
+  [[nodiscard]] void* data() { return fBytes.data(); }
+  [[nodiscard]] std::size_t size() const { return fBytes.size(); }
   [[nodiscard]] bool inUse() const { return fInUse; }
   void setInUse(bool inUse) { fInUse = inUse; }
-  /// Gives the buffer a new size; the contents are not kept.
+  /// Gives the buffer a new size, zero-filled; the contents are not kept.
   void resize(std::size_t bytes);
 
  private:
-  std::unique_ptr<char[]> fBytes;
-  std::size_t fSize;
+  TcharArray fBytes;
   bool fInUse = false;
 };
 
@@ -52,7 +51,7 @@ class TpoolManager {
   TpoolManager& operator=(const TpoolManager&) = delete;
 
   /// Adds `count` buffers of `elementCount` x `elementSize` bytes; false (nothing added) when
-  /// count is not positive or the size is negative.
+  /// count is not positive or the size is negative or 4 GiB or more.
   bool create(int count, int elementCount, int elementSize);
   /// Frees every buffer, lent out or not.
   void destroy();

@@ -76,6 +76,11 @@ TEST_F(TdbTraceTest, FileCommandRedirectsAndReports) {
   EXPECT_EQ(fGeomA.output().refCount(), 1);  // B let go of the file sink
   fGeomA.print("to the file %d\n", 1);
   EXPECT_EQ(readFile(dir.path() / "trace.txt"), "to the file 1\n");
+
+  TdbTrace direct("tt_direct", "direct.txt", "made with a file output");
+  EXPECT_FALSE(std::filesystem::exists(dir.path() / "direct.txt"));  // opened on first write
+  direct.print("hello\n");
+  EXPECT_EQ(readFile(dir.path() / "direct.txt"), "hello\n");
 }
 
 TEST_F(TdbTraceTest, TraceOnStandardErrorAndPrintOptions) {

@@ -5,6 +5,7 @@
 #include <velacore/debug/internal/TdebugThread.h>
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 std::atomic<int> Tcounter::fsCountersEnabled{0};
@@ -74,6 +75,26 @@ std::vector<const TcounterContext*> sortedChildren(
   std::sort(children.begin(), children.end(),
             [](const TcounterContext* a, const TcounterContext* b) { return a->name() < b->name(); });
   return children;
+}
+
+// "YYYY-MM-DD HH:MM:SS UTC" for report headings (civil date from the day count).
+Tstring reportDateTime() {
+  using namespace std::chrono;
+  const long long seconds = duration_cast<std::chrono::seconds>(
+                                system_clock::now().time_since_epoch()).count();
+  long long days = seconds / 86400;
+  const long long daySeconds = seconds % 86400;
+  days += 719468;
+  const long long era = days / 146097;
+  const long long dayOfEra = days - era * 146097;
+  const long long yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+  const long long dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+  const long long mp = (5 * dayOfYear + 2) / 153;
+  const long long day = dayOfYear - (153 * mp + 2) / 5 + 1;
+  const long long month = mp < 10 ? mp + 3 : mp - 9;
+  const long long year = yearOfEra + era * 400 + (month <= 2 ? 1 : 0);
+  return Tstring::cFormatString("%04lld-%02lld-%02lld %02lld:%02lld:%02lld UTC", year, month, day,
+                                daySeconds / 3600, daySeconds / 60 % 60, daySeconds % 60);
 }
 
 }  // namespace
@@ -452,7 +473,7 @@ int Tcounter::sPrintMatchingCounters(const Tstring& pattern, TdebugOutput* out, 
   } else {
     printCatalog(sink, kMatchingPrint, &pattern);
   }
-  const Tstring when = TdebugOutput::timeString();
+  const Tstring when = reportDateTime();
   printCatalog(sink, kDateTime, &when);
   int printed = 0;
   const std::vector<Tcounter*> found = matchingCounters(pattern);

@@ -18,9 +18,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   bool ok2 = false;
   again.setUTF8(s.asUTF8(), s.length(), &ok2);
   if (!ok2 || again != s || again.numChars() != s.numChars()) std::abort();
-  // The byte constructor keeps the bytes; its wide form equals the decoded one.
+  // The byte constructor keeps the bytes; its wide form equals the decoded one, and its UTF-8
+  // form is the repaired text that setUTF8 made.
   Tstring raw(bytes, n);
   if (raw.length() != n || std::memcmp(raw.asC(), bytes, n) != 0) std::abort();
+  if (raw.asUTF8StoreSize() != s.length() + 1 ||
+      std::memcmp(raw.asUTF8(), s.asUTF8(), s.length()) != 0)
+    std::abort();
   if (raw.numChars() != s.numChars() ||
       std::memcmp(raw.asW(), s.asW(), 2u * s.numChars()) != 0)
     std::abort();

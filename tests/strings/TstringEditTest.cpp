@@ -55,6 +55,7 @@ TEST(TstringEdit, EscapesRoundTrip) {
   EXPECT_STREQ(Tstring("a\"b\\").encodeEscapeSequences(false).asC(), "a\"b\\\\");
   EXPECT_STREQ(Tstring("\x7f\x1f").encodeEscapeSequences().asC(), "\\177\\037");
   EXPECT_STREQ(Tstring("\\q\\").decodeEscapeSequences().asC(), "\\q\\");  // kept as written
+  EXPECT_STREQ(Tstring("\\477\\101\\12").decodeEscapeSequences().asC(), "\xC4\xBF" "A\\12");
   Tstring c("x=");
   c.catenateEscapeSequences("a\nb", false);
   EXPECT_STREQ(c.asC(), "x=a\\nb");
@@ -121,6 +122,20 @@ TEST(TstringEdit, Utf8InAndOut) {
   EXPECT_EQ(w.find_first_not_of(u"abc\uFFFD"), std::u16string::npos);
   s.setUTF8(nullptr, &ok);
   EXPECT_TRUE(s.isEmpty());
+
+  // Bytes that are not UTF-8 stay as given, but the UTF-8 form is repaired, also after edits
+  // and for every holder of a shared body.
+  Tstring raw("a\xFF" "b");
+  EXPECT_STREQ(raw.asC(), "a\xFF" "b");
+  EXPECT_STREQ(raw.asUTF8(), "a\xEF\xBF\xBD" "b");
+  EXPECT_EQ(raw.asUTF8StoreSize(), 6u);
+  const Tstring shared = raw;
+  raw.append("\xC3\xA9");
+  EXPECT_STREQ(raw.asUTF8(), "a\xEF\xBF\xBD" "b\xC3\xA9");
+  EXPECT_STREQ(shared.asUTF8(), "a\xEF\xBF\xBD" "b");
+  raw.set("ok\xC3\xA9");
+  EXPECT_STREQ(raw.asUTF8(), "ok\xC3\xA9");
+  EXPECT_EQ(raw.asUTF8(), raw.asC());  // well formed: no copy
 }
 
 TEST(TstringEdit, RegularExpressions) {
@@ -157,7 +172,9 @@ TEST(TcharString, ViewsAndCompares) {
 TEST(TstringThreads, SharedBodiesAndFirstConversion) {
   constexpr int kThreads = 8;
   for (int round = 0; round < 20; ++round) {
-    const Tstring source(("shared text \xC3\xA9 round " + std::to_string(round)).c_str());
+    const Tstring source(("shared text \xC3\xA9 round " + std::to_string(round) + "\xFF").c_str());
+    const std::string fixedUtf8 =
+        "shared text \xC3\xA9 round " + std::to_string(round) + "\xEF\xBF\xBD";
     const Tstring other("shared text");
     std::atomic<bool> go{false};
     std::atomic<int> bad{0};
@@ -170,6 +187,7 @@ TEST(TstringThreads, SharedBodiesAndFirstConversion) {
           Tstring copy = source;
           Tstring copy2(copy);
           if (copy2 != source || copy2.compare(other) <= 0) bad.fetch_add(1);
+          if (i % 7 == t % 7 && std::string(copy.asUTF8()) != fixedUtf8) bad.fetch_add(1);
           if ((i + t) % 3 == 0) {
             // Character-level queries force the shared body's conversion.
             if (copy.numChars() + 1 != copy.length() || copy.at(12) != 0xE9) bad.fetch_add(1);

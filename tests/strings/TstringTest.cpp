@@ -7,6 +7,9 @@
 
 #include <QString>
 
+#include <fnmatch.h>
+
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <random>
@@ -257,6 +260,25 @@ TEST_F(TstringTest, WildcardMatching) {
   for (const Case& c : cases) EXPECT_EQ(Tstring(c.text).matches(c.pattern), c.match) << c.text << " ~ " << c.pattern;
   EXPECT_TRUE(Tstring("a*").isWildCard());
   EXPECT_FALSE(Tstring("abc").isWildCard());
+
+  // Many stars against a long near-miss: a matcher that retries every star is exponential here.
+  const std::string as(60, 'a');
+  EXPECT_FALSE(Tstring(as.c_str()).matches("*a*a*a*a*a*a*a*a*a*a*a*a*b"));
+  EXPECT_TRUE(Tstring((as + "b").c_str()).matches("*a*a*a*a*a*a*a*a*a*a*a*a*b"));
+
+  // Differential against fnmatch (no brackets: those are not wildcards here).
+  std::mt19937 rng(21);
+  const char textAlphabet[] = "ab*?\\";
+  const char patternAlphabet[] = "ab*?\\";
+  for (int i = 0; i < 3000; ++i) {
+    std::string text(rng() % 7, 'a');
+    std::string pattern(rng() % 7, 'a');
+    for (char& ch : text) ch = textAlphabet[rng() % 5];
+    for (char& ch : pattern) ch = patternAlphabet[rng() % 5];
+    const bool ref = fnmatch(pattern.c_str(), text.c_str(), 0) == 0;
+    if (!pattern.empty() && pattern.back() == '\\') continue;  // fnmatch: undefined
+    ASSERT_EQ(Tstring(text.c_str()).matches(pattern.c_str()), ref) << text << " ~ " << pattern;
+  }
 }
 
 TEST_F(TstringTest, Splitting) {
@@ -321,6 +343,16 @@ TEST_F(TstringTest, NumberWriting) {
   EXPECT_STREQ(s.setDouble(2.5, -1, true).asC(), "2.5");    // "%lg"
   EXPECT_STREQ(s.setDouble(2.5, -1, false).asC(), "2.500000");  // "%lf", nothing stripped
   EXPECT_STREQ(s.setDouble(1e20, 2, true).asC(), "100000000000000000000");
+  // Huge precisions give the exact decimal value without huge work (or an overflowing count).
+  EXPECT_STREQ(s.setDouble(1.5, INT_MAX, false).asC(), "1.5");
+  EXPECT_STREQ(s.setDouble(-2.5, INT_MAX, true).asC(), "-2.5");
+  char exact[2000];
+  std::snprintf(exact, sizeof exact, "%.1500f", 0.1);
+  std::string trimmed(exact);
+  trimmed.erase(trimmed.find_last_not_of('0') + 1);
+  EXPECT_EQ(std::string(s.setDouble(0.1, 5000, false).asC()), trimmed);
+  std::snprintf(exact, sizeof exact, "%.1500g", -1e300);
+  EXPECT_STREQ(s.setDouble(-1e300, 3000, true).asC(), exact);
   Tstring::fsFloatClampingOnConversion = false;
   EXPECT_STREQ(s.setDouble(0.1, 3, false).asC(), "0.10000000000000001");
   EXPECT_STREQ(s.setDouble(1e-12, 3, false).asC(), "0.000000000001");  // no clamp

@@ -33,8 +33,6 @@ inline bool isAsciiBytes(const char* p, std::size_t n) {
   return true;
 }
 
-inline int clampPos(long long pos) { return pos < 0 ? -1 : static_cast<int>(pos); }
-
 }  // namespace
 
 // ---- body access -------------------------------------------------------------------------
@@ -67,14 +65,14 @@ TtextObject& TstringAccess::detach(Tstring& s, bool keep) {
 std::string& TstringAccess::editNarrow(Tstring& s) {
   TtextObject& t = detach(s, true);
   t.syncNarrow();
-  t.fState.store(TtextObject::kNarrowPending, std::memory_order_relaxed);
+  t.changed(TtextObject::kNarrowPending);
   return t.fNarrow;
 }
 
 QString& TstringAccess::editWide(Tstring& s) {
   TtextObject& t = detach(s, true);
   t.syncWide();
-  t.fState.store(TtextObject::kWideOnly, std::memory_order_relaxed);
+  t.changed(TtextObject::kWideOnly);
   return t.fWide;
 }
 
@@ -87,7 +85,7 @@ void TstringAccess::setNarrow(Tstring& s, const char* bytes, std::size_t length)
     TtextObject& t = bodyOf(s.fRep)->fText;
     if (t.state() == TtextObject::kWideOnly) t.fNarrow.clear();
     t.fNarrow.assign(bytes, length);  // safe when `bytes` lies inside fNarrow
-    t.fState.store(TtextObject::kNarrowPending, std::memory_order_relaxed);
+    t.changed(TtextObject::kNarrowPending);
     return;
   }
   // Build the new body before letting go of the old one: the bytes may live in it.
@@ -105,7 +103,7 @@ void TstringAccess::setWide(Tstring& s, QString wide) {
   }
   TtextObject& t = detach(s, false);
   t.fWide = std::move(wide);
-  t.fState.store(TtextObject::kWideOnly, std::memory_order_relaxed);
+  t.changed(TtextObject::kWideOnly);
 }
 
 void Tstring::destroyRep(TstringRep* rep) noexcept { delete bodyOf(rep); }
@@ -176,7 +174,7 @@ void Tstring::clear() {
     TtextObject& t = bodyOf(fRep)->fText;
     t.fNarrow.clear();
     t.fWide.clear();
-    t.fState.store(TtextObject::kSynced, std::memory_order_relaxed);
+    t.changed(TtextObject::kSynced);
   } else {
     TstringAccess::drop(*this);
   }
@@ -187,7 +185,7 @@ void Tstring::reserve(unsigned int n, bool keep) {
   if (!keep) {
     t.fNarrow.clear();
     t.fWide.clear();
-    t.fState.store(TtextObject::kSynced, std::memory_order_relaxed);
+    t.changed(TtextObject::kSynced);
   }
   if (t.narrowValid()) t.fNarrow.reserve(n);
   if (t.wideValid()) t.fWide.reserve(static_cast<int>(n));
@@ -221,7 +219,7 @@ int Tstring::catenate(const char* bytes, unsigned int length) {
   }
   if (fRep->fRefCount.load(std::memory_order_acquire) == 1) {
     cur->fNarrow.append(bytes, length);  // safe when `bytes` lies inside fNarrow
-    cur->fState.store(TtextObject::kNarrowPending, std::memory_order_relaxed);
+    cur->changed(TtextObject::kNarrowPending);
     return 0;
   }
   auto* fresh = new TstringBody;
@@ -355,9 +353,15 @@ char* Tstring::asNonConstC() {
 
 const char16_t* Tstring::asW() const { return units(TstringAccess::wide(*this)); }
 
-const char* Tstring::asUTF8() const { return asC(); }
+const char* Tstring::asUTF8() const {
+  TtextObject* t = TstringAccess::text(*this);
+  return t == nullptr ? kNullStr : t->utf8().c_str();
+}
 
-unsigned int Tstring::asUTF8StoreSize() const { return length() + 1; }
+unsigned int Tstring::asUTF8StoreSize() const {
+  TtextObject* t = TstringAccess::text(*this);
+  return t == nullptr ? 1 : static_cast<unsigned int>(t->utf8().size()) + 1;
+}
 
 int Tstring::setUTF8(const char* utf8, bool* ok) {
   return setUTF8(utf8, utf8 == nullptr ? 0 : static_cast<unsigned int>(std::strlen(utf8)), ok);
@@ -379,7 +383,8 @@ int Tstring::setUTF8(const char* utf8, unsigned int length, bool* ok) {
   TtextObject& t = TstringAccess::detach(*this, false);
   t.fNarrow = std::move(back);
   t.fWide = std::move(wide);
-  t.fState.store(TtextObject::kSynced, std::memory_order_relaxed);
+  t.changed(TtextObject::kSynced);
+  t.fUtf8Checked.store(true, std::memory_order_relaxed);  // encoded from UTF-16: well formed
   return 0;
 }
 
@@ -394,7 +399,8 @@ void Tstring::footprint(Footprint& fp) const {
   if (t == nullptr) return;
   // A shared body is split between its holders so that a report sums to the real total.
   std::size_t bytes = sizeof(TstringBody);
-  if (t->fNarrow.capacity() > 15) bytes += t->fNarrow.capacity() + 1;
+  // Only the current forms are read: another holder may be converting into the stale one.
+  if (t->narrowValid() && t->fNarrow.capacity() > 15) bytes += t->fNarrow.capacity() + 1;
   if (t->wideValid()) bytes += static_cast<std::size_t>(t->fWide.capacity()) * 2 + 2;
   fp.addReferenced(bytes / std::max(1u, refCount()));
 }
@@ -600,35 +606,40 @@ bool Tstring::matches(const char* pattern) const {
 }
 
 bool Tstring::regMatch(const char* text, const char* pattern) {
+  // Only the most recent star ever needs to take more text: a later star can absorb whatever
+  // an earlier one would have, so backtracking to the last star alone finds every match and
+  // keeps the work at O(text x pattern) instead of exponential in the number of stars.
+  const char* starPattern = nullptr;  // pattern just after the last star
+  const char* starText = nullptr;     // where the text after that star begins now
   for (;;) {
-    const char p = *pattern;
-    if (p == '\0') return *text == '\0';
-    if (p == '*') {
+    if (*pattern == '*') {
       while (*pattern == '*') ++pattern;
       if (*pattern == '\0') return true;  // a trailing star takes the rest at once
-      if (*pattern != '?' && !(*pattern == '\\' && pattern[1] == '\0')) {
-        // Skip to each occurrence of the literal that follows and try from there.
-        const char lit = *pattern == '\\' ? pattern[1] : *pattern;
-        for (const char* s = std::strchr(text, lit); s != nullptr; s = std::strchr(s + 1, lit)) {
-          if (regMatch(s, pattern)) return true;
-        }
-        return false;
-      }
-      for (const char* s = text; *s != '\0'; ++s)
-        if (regMatch(s, pattern)) return true;
-      return regMatch(text + std::strlen(text), pattern);
-    }
-    if (*text == '\0') return false;
-    if (p == '?') {
-      ++text;
-      ++pattern;
+      starPattern = pattern;
+      starText = text;
       continue;
     }
-    char lit = p;
-    if (p == '\\' && pattern[1] != '\0') lit = *++pattern;
-    if (*text != lit) return false;
-    ++text;
-    ++pattern;
+    if (*text == '\0') return *pattern == '\0';
+    bool same = false;
+    int step = 1;
+    if (*pattern == '?') {
+      same = true;
+    } else if (*pattern != '\0') {
+      char literal = *pattern;
+      if (literal == '\\' && pattern[1] != '\0') {
+        literal = pattern[1];
+        step = 2;
+      }
+      same = *text == literal;
+    }
+    if (same) {
+      ++text;
+      pattern += step;
+      continue;
+    }
+    if (starPattern == nullptr) return false;
+    text = ++starText;  // let the last star take one more byte
+    pattern = starPattern;
   }
 }
 

@@ -12,8 +12,6 @@
 
 namespace {
 
-inline bool isSeparator(char c) { return c == '/' || c == '\\'; }
-
 // Offset of the first byte of the last path piece.
 std::size_t lastPieceStart(const std::string& n) {
   const std::size_t sep = n.find_last_of("/\\");
@@ -307,9 +305,8 @@ Tstring& Tstring::decodeEscapeSequences() {
     if (plain != '\0') {
       out += plain;
       ++i;
-    } else if (i + 3 < n.size() && isOctal(e) && isOctal(n[i + 2]) && isOctal(n[i + 3]) &&
-               e <= '3') {
-      // An octal triple is one UTF-16 unit (at most \377).
+    } else if (i + 3 < n.size() && isOctal(e) && isOctal(n[i + 2]) && isOctal(n[i + 3])) {
+      // An octal triple is one UTF-16 unit (at most \777, U+01FF).
       appendCodePoint(out, static_cast<unsigned>((e - '0') * 64 + (n[i + 2] - '0') * 8 +
                                                  (n[i + 3] - '0')));
       i += 3;

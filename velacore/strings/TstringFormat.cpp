@@ -28,18 +28,16 @@ int integerDigits(double value) {
   return static_cast<int>(std::floor(std::log10(std::floor(a)))) + 1;
 }
 
+// Digits past this many decimals (or significant digits) of a double are all zero, so asking
+// for more changes nothing but the work: %.Nf and %.Ng give the same text for every larger N
+// once trailing zeros are stripped (fixed) or never written (general).
+constexpr int kMaxDoubleDigits = 1100;
+
 // Writes `value` as printf's "%.<precision>lf" (fixed) or "%.<precision>lg" (general) would, into
 // `out`; std::to_chars gives the same digits without parsing a format at run time.
 void writeDouble(std::string& out, double value, int precision, bool general) {
-  char stackBuf[400];
-  const std::size_t need = static_cast<std::size_t>(precision) + 330;
-  std::string heap;
-  char* buf = stackBuf;
-  if (need > sizeof stackBuf) {
-    heap.resize(need);
-    buf = heap.data();
-  }
-  const auto r = std::to_chars(buf, buf + need, value,
+  char buf[kMaxDoubleDigits + 340];  // sign, 309 integer digits, point, decimals, exponent
+  const auto r = std::to_chars(buf, buf + sizeof buf, value,
                                general ? std::chars_format::general : std::chars_format::fixed,
                                general && precision == 0 ? 1 : precision);
   out.assign(buf, static_cast<std::size_t>(r.ptr - buf));
@@ -66,6 +64,7 @@ void formatDouble(std::string& out, double value, int precision, bool significan
       return;
     }
   }
+  p = std::min(p, kMaxDoubleDigits);
   if (!significant) {
     writeDouble(out, value, p, false);
     if (out.find('.') != std::string::npos) {

@@ -6,6 +6,7 @@
 #include <QByteArray>
 
 #include <cstring>
+#include <memory>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -40,6 +41,20 @@ std::size_t widenAscii(const char* src, std::size_t n, char16_t* dst) {
     dst[i] = c;
   }
   return i;
+}
+
+// Whether every byte is below 0x80.
+bool allAscii(const char* src, std::size_t n) {
+  std::size_t i = 0;
+#if defined(__SSE2__)
+  for (; i + 16 <= n; i += 16) {
+    if (_mm_movemask_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + i))) != 0)
+      return false;
+  }
+#endif
+  for (; i < n; ++i)
+    if (static_cast<unsigned char>(src[i]) >= 0x80) return false;
+  return true;
 }
 
 // Narrows the ASCII prefix of `src` into `dst`; returns how many units were ASCII.
@@ -95,6 +110,29 @@ void TtextObject::syncNarrow() {
   if (fState.load(std::memory_order_relaxed) != kWideOnly) return;
   encode(fWide, fNarrow);
   fState.store(kSynced, std::memory_order_release);
+}
+
+const std::string& TtextObject::utf8() {
+  syncNarrow();  // text made from UTF-16 is encoded well formed
+  if (fUtf8Checked.load(std::memory_order_acquire)) return fNarrow;
+  if (const std::string* r = fRepairedUtf8.load(std::memory_order_acquire)) return *r;
+  const std::size_t n = fNarrow.size();
+  if (allAscii(fNarrow.data(), n)) {
+    fUtf8Checked.store(true, std::memory_order_release);
+    return fNarrow;
+  }
+  // Decoding replaces each malformed sequence; the bytes were well formed exactly when encoding
+  // the result gives them back.
+  auto repaired = std::make_unique<std::string>();
+  encode(QString::fromUtf8(fNarrow.data(), static_cast<int>(n)), *repaired);
+  if (*repaired == fNarrow) {
+    fUtf8Checked.store(true, std::memory_order_release);
+    return fNarrow;
+  }
+  TmtScopedLock guard(conversionLock());
+  if (const std::string* r = fRepairedUtf8.load(std::memory_order_acquire)) return *r;
+  fRepairedUtf8.store(repaired.get(), std::memory_order_release);
+  return *repaired.release();
 }
 
 uint64_t Tstring::sWideConversionCount() {

@@ -8,7 +8,8 @@
 //   kNarrowPending only the byte form is current; the wide form is made on demand.
 // On-demand conversions of a body that may be shared run under one process-wide lock and publish
 // the new state with a release store, so readers that see the state also see the converted text.
-// A body held by one string only is edited freely by that string's owner.
+// A body held by one string only is edited freely by that string's owner; every such edit goes
+// through `changed`, which also forgets what was learnt about the old text's UTF-8.
 #pragma once
 
 #include <velacore/strings/Tstring.h>
@@ -32,6 +33,7 @@ class TtextObject {
     if (s != kNarrowPending) fWide = o.fWide;
   }
   TtextObject& operator=(const TtextObject&) = delete;
+  ~TtextObject() { delete fRepairedUtf8.load(std::memory_order_relaxed); }
 
   [[nodiscard]] uint32_t state() const { return fState.load(std::memory_order_acquire); }
   [[nodiscard]] bool narrowValid() const { return state() != kWideOnly; }
@@ -41,6 +43,22 @@ class TtextObject {
   void syncWide();
   void syncNarrow();
 
+  /// Records an edit of a body held by one string: the new form state; a UTF-8 check or repair
+  /// made for the old text is dropped.
+  void changed(uint32_t newState) {
+    fState.store(newState, std::memory_order_relaxed);
+    fUtf8Checked.store(false, std::memory_order_relaxed);
+    if (std::string* r = fRepairedUtf8.load(std::memory_order_relaxed)) {  // rare: no atomic RMW
+      fRepairedUtf8.store(nullptr, std::memory_order_relaxed);
+      delete r;
+    }
+  }
+
+  /// The text as well-formed UTF-8: the byte form itself when it is well formed (the usual
+  /// case, checked once per text), else a repaired copy made once, in which each malformed
+  /// sequence is U+FFFD. Safe on a shared body.
+  const std::string& utf8();
+
   /// Converts UTF-8 bytes to UTF-16 (ASCII fast path in front of Qt's decoder).
   static QString decode(const char* bytes, std::size_t length);
   /// Converts UTF-16 to UTF-8.
@@ -49,6 +67,10 @@ class TtextObject {
   std::string fNarrow;
   QString fWide;
   std::atomic<uint32_t> fState{kSynced};
+  /// The byte form has been found well-formed UTF-8.
+  std::atomic<bool> fUtf8Checked{false};
+  /// The repaired UTF-8 of a malformed byte form, published under the conversion lock.
+  std::atomic<std::string*> fRepairedUtf8{nullptr};
 };
 
 /// The heap body of a Tstring: the count (in the base) and the text.

@@ -2,6 +2,8 @@
 // against an independent reference interpreter, std::regex and fnmatch.
 #include <velacore/strings/TregExp.h>
 
+#include <velacore/strings/Tstring.h>
+
 #include <gtest/gtest.h>
 
 #include <fnmatch.h>
@@ -301,6 +303,11 @@ TEST(TregExp, WholeTextMatchVersusLeftmostMatch) {
   EXPECT_EQ(moved.programSize(), tail.programSize());
   copy = moved;
   EXPECT_TRUE(copy.match("abxab"));
+
+  TregExp fromText{Tstring("x[0-9]{2}")};
+  EXPECT_TRUE(fromText.match(Tstring("x42")));
+  EXPECT_FALSE(fromText.setPattern(Tstring()));
+  EXPECT_STREQ(fromText.error(), "Void search string");
 }
 
 TEST(TregExp, AgreesWithReferenceInterpreter) {
@@ -329,14 +336,15 @@ TEST(TregExp, AgreesWithReferenceInterpreter) {
   EXPECT_GT(valid, 1000);
   // Wildcard-heavy patterns on longer texts: enough backtracking that failed states get
   // remembered, which must not change any answer.
-  const char* const heavy[] = {"*", "*", "?", "a", "a", "b", "a+", "[ab]", "(a)"};
-  for (int round = 0; round < 200; ++round) {
+  const char* const heavy[] = {"*", "*", "?", "a", "a", "b", "a+", "[ab]", "(a*)", "\\1"};
+  for (int round = 0; round < 500; ++round) {
     std::string pattern, text;
     for (int n = 3 + int(rng() % 4); n > 0; --n) pattern += heavy[rng() % std::size(heavy)];
-    if (round % 2) pattern += "c";  // never in the text: every state gets explored
+    if (round % 2) pattern += "[c]";  // never in the text: every state gets explored
     for (int n = 30 + int(rng() % 10); n > 0; --n) text += "aaaab"[rng() % 5];
     const RefPattern ref = refCompile(pattern);
     const TregExp re(pattern.c_str());
+    if (!re.isValid()) continue;
     ASSERT_EQ(find(re, text), refFind(ref, text)) << pattern << " / " << text;
     std::vector<Span> caps(9);
     ASSERT_EQ(re.match(text.c_str()), refMatchAt(ref, text, 0, 0, caps, true) >= 0)
@@ -425,4 +433,6 @@ TEST(TregExp, HostileInputStaysBounded) {
   EXPECT_EQ(find(TregExp("*a*a*a*a*a*a*b"), "b" + as), kNone);
   EXPECT_FALSE(TregExp("*a*a*a*a*a*a*b").match(("b" + as).c_str()));
   EXPECT_EQ(find(TregExp("a+a+a+a+a+a+b"), as + "cb"), Span(1001, 1002));
+  // ...also when a back reference makes the outcome depend on a group's text.
+  EXPECT_EQ(find(TregExp("(a?)*?*?*?*?*?*?*?*?[c]\\1"), std::string(40, 'a')), kNone);
 }

@@ -1,10 +1,13 @@
 #include <velacore/strings/TregExp.h>
 
 #include <velacore/base/Texception.h>
+#include <velacore/strings/Tstring.h>
 
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <string>
+#include <unordered_set>
 #include <utility>
 
 namespace {
@@ -75,6 +78,12 @@ inline unsigned itemMinimum(const Tbyte* pc) {
   if ((op & kCounted) == 0) return 1;
   if ((op & kCounted) == kRepeated) return 0;
   return pc[1 + operandBytes(Tbyte(op & ~kCounted))];
+}
+
+// Whether the item at `pc` is "any run of bytes": no minimum, no maximum.
+inline bool isFreeWildcard(const Tbyte* pc) {
+  return *pc == (kAny | kRepeated) ||
+         (*pc == (kAny | kCounted) && pc[1] == 0 && pc[2] == kUnboundedCount);
 }
 
 // The total length of the item at `pc` (never the end item).
@@ -305,10 +314,12 @@ const char* Tcompiler::charClass(const Tbyte*& p) {
 // Choice points live on an explicit stack (inline first, heap when deep), so neither a long
 // pattern nor a long text can exhaust the call stack.
 //
-// Without back references, whether the rest of the program matches from an item at a text
-// position depends on nothing else; once an attempt has backtracked many times, such states are
-// remembered as they fail (one bit each), which bounds the work of patterns like "*a*a*a*b" by
-// program size times text length instead of letting it grow with a power of the text length.
+// Whether the rest of the program matches from an item at a text position depends on nothing
+// else, unless a later back reference refers to a group that opened before that item; then it
+// also depends on where that group starts (and ends, when it closed before the item). Once an
+// attempt has backtracked many times, states are remembered as they fail: plain ones as one bit
+// each, the others as keys in a set. This bounds the work of patterns like "*a*a*a*b" by program
+// size times text length instead of letting it grow with a power of the text length.
 class Tmatcher {
  public:
   // `origin` is the start of the text that all attempts stay inside.
@@ -352,13 +363,20 @@ class Tmatcher {
   // Whether the state is known to fail; records it as visited otherwise.
   bool failedBefore(const Tbyte* pc, const char* text) {
     if (!fFailed) return false;
-    const std::size_t bit = std::size_t(pc - fProgram) * fStride + std::size_t(text - fOrigin);
+    const std::size_t offset = std::size_t(pc - fProgram);
+    for (unsigned i = 0; i < fSpanCount; ++i) {
+      if (offset > fSpans[i].open && offset <= fSpans[i].lastReference) {
+        return failedBeforeWithGroups(offset, text);
+      }
+    }
+    const std::size_t bit = offset * fStride + std::size_t(text - fOrigin);
     std::uint64_t& word = fFailed[bit >> 6];
     const std::uint64_t mask = std::uint64_t(1) << (bit & 63);
     if (word & mask) return true;
     word |= mask;
     return false;
   }
+  bool failedBeforeWithGroups(std::size_t offset, const char* text);
   void startRemembering();
   unsigned repeatCount(const Tbyte* pc, Tbyte base, const char* text, unsigned maximum,
                        std::size_t& step) const;
@@ -373,6 +391,17 @@ class Tmatcher {
   std::size_t fCapacity = 16;
   std::uint64_t* fFailed = nullptr;  // failed states: bit (program offset * fStride + position)
   std::size_t fStride = 0;
+  // Program stretches whose outcome depends on a group's text: after the group opens, up to its
+  // last reference. States there are never remembered.
+  struct Tspan {
+    std::size_t open;
+    std::size_t close;
+    std::size_t lastReference;
+    int group;
+  };
+  Tspan fSpans[kMaxGroups];
+  unsigned fSpanCount = 0;
+  std::unordered_set<std::string> fFailedWithGroups;  // keys: offset, position, group bounds
   unsigned fBacktracks = 0;
   bool fWholeText;
 };
@@ -382,15 +411,44 @@ constexpr std::size_t kRememberBits = std::size_t(1) << 28;  // at most 32 MiB o
 
 void Tmatcher::startRemembering() {
   std::size_t programBytes = 0;
+  std::size_t open[kMaxGroups] = {};
+  std::size_t close[kMaxGroups] = {};
+  std::size_t lastReference[kMaxGroups] = {};
   for (const Tbyte* pc = fProgram; *pc != kEnd; pc += itemBytes(pc)) {
-    if ((*pc & ~kCounted) == kBackRef) return;  // state would include the groups' texts
-    programBytes = std::size_t(pc - fProgram) + itemBytes(pc);
+    const std::size_t offset = std::size_t(pc - fProgram);
+    if (*pc == kGroupStart) open[pc[1]] = offset;
+    if (*pc == kGroupEnd) close[pc[1]] = offset;
+    if ((*pc & ~kCounted) == kBackRef) lastReference[pc[1]] = offset;
+    programBytes = offset + itemBytes(pc);
+  }
+  for (int g = 0; g < kMaxGroups; ++g) {
+    if (lastReference[g]) fSpans[fSpanCount++] = {open[g], close[g], lastReference[g], g};
   }
   fStride = std::strlen(fOrigin) + 1;
   if (programBytes + 1 > kRememberBits / fStride) return;  // too large to be worth it
   const std::size_t bits = (programBytes + 1) * fStride;
   fFailed = static_cast<std::uint64_t*>(std::calloc((bits + 63) / 64, sizeof(std::uint64_t)));
   // Without the memory the matcher simply goes on without remembering.
+}
+
+constexpr std::size_t kMaxRememberedKeys = std::size_t(1) << 18;  // about 20 MiB at most
+
+bool Tmatcher::failedBeforeWithGroups(std::size_t offset, const char* text) {
+  std::size_t key[2 + 2 * kMaxGroups];
+  std::size_t n = 0;
+  key[n++] = offset;
+  key[n++] = std::size_t(text - fOrigin);
+  for (unsigned i = 0; i < fSpanCount; ++i) {
+    const Tspan& span = fSpans[i];
+    if (offset <= span.open || offset > span.lastReference) continue;
+    key[n++] = std::size_t(fGroupStart[span.group] - fOrigin);
+    // An end recorded on an earlier path is stale until the group closes again.
+    key[n++] = span.close < offset ? std::size_t(fGroupEnd[span.group] - fOrigin) : 0;
+  }
+  std::string bytes(reinterpret_cast<const char*>(key), n * sizeof key[0]);
+  if (fFailedWithGroups.count(bytes)) return true;
+  if (fFailedWithGroups.size() < kMaxRememberedKeys) fFailedWithGroups.insert(std::move(bytes));
+  return false;
 }
 
 // How many times in a row (at most `maximum`) the item at `pc` matches at `text`; `step` gets
@@ -532,6 +590,11 @@ const char* Tmatcher::run(const char* text, const Tbyte* pc) {
         if (step == 0) n = minimum;  // repeating an empty reference changes nothing
         if (n < minimum) break;
         pc += length;
+        if (base == kAny && minimum == 0 && n < maximum && isFreeWildcard(pc)) {
+          // Two wildcards in a row that both reach the end of the text: the second alone tries
+          // the same positions in the same order, so the first takes nothing and keeps no choice.
+          continue;
+        }
         if (n > minimum) push({pc, text, n - 1, minimum, step});
         text += n * step;
         if (failedBefore(pc, text)) break;
@@ -598,6 +661,12 @@ void freeProgram(Tbyte* program) {
 }  // namespace
 
 TregExp::TregExp(const char* pattern) { setPattern(pattern); }
+
+TregExp::TregExp(const Tstring& pattern) { setPattern(pattern.asC()); }
+
+bool TregExp::setPattern(const Tstring& pattern) { return setPattern(pattern.asC()); }
+
+bool TregExp::match(const Tstring& text) const { return match(text.asC()); }
 
 TregExp::TregExp(const TregExp& other) : fError(other.fError) {
   if (other.fProgram) {

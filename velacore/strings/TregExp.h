@@ -32,6 +32,8 @@
 
 #include <cstddef>
 
+class Tstring;
+
 class TregExp {
  public:
   /// @name Construction
@@ -39,6 +41,8 @@ class TregExp {
   TregExp() noexcept = default;
   /// Compiles `pattern`; check isValid() and error() afterwards.
   explicit TregExp(const char* pattern);
+  /// Compiles the byte form of `pattern`.
+  explicit TregExp(const Tstring& pattern);
   /// A deep copy (the compiled program is duplicated).
   TregExp(const TregExp& other);
   /// Takes over the other object's program; the other is left without a pattern.
@@ -52,6 +56,8 @@ class TregExp {
   /// Compiles `pattern` and returns true on success. On failure the old program is gone, the
   /// object is not valid and error() says why. A null pattern fails like an empty one.
   bool setPattern(const char* pattern);
+  /// Compiles the byte form of `pattern`, as above.
+  bool setPattern(const Tstring& pattern);
   /// Whether a compiled program exists (the last setPattern succeeded).
   [[nodiscard]] bool isValid() const noexcept { return fProgram != nullptr; }
   /// The message of the last failed compile (a static text), or null after a success.
@@ -65,6 +71,8 @@ class TregExp {
   /// Whether the pattern matches all of `text`, from its first byte to its terminating NUL.
   /// False for an invalid object or a null `text`.
   [[nodiscard]] bool match(const char* text) const;
+  /// Whether the pattern matches all of the byte form of `text`.
+  [[nodiscard]] bool match(const Tstring& text) const;
 
   /// The size in bytes of the compiled program (0 when not valid); for memory reports.
   [[nodiscard]] std::size_t programSize() const noexcept;

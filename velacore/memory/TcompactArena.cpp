@@ -7,12 +7,15 @@
 #include <cassert>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <ostream>
 
 using vela::memory_internal::TarenaGuard;
 using vela::memory_internal::reportError;
 
-// Page header. The bit words follow it (rounded to 16 bytes), then the blocks.
+// Page header. The bit words follow it, then a summary with one bit per bit word (set while
+// that word has a clear bit), both together rounded to 16 bytes; then the blocks. The summary
+// turns the search for a free block in a crowded page into one count-trailing-zeros per 64 words.
 struct TcompactArena::TcompactPage {
   TpageLinks links;
   std::size_t inUse;
@@ -23,11 +26,16 @@ struct TcompactArena::TcompactPage {
   std::size_t cursor;  // no word before this one has a clear bit
   std::uint32_t* bits;
   std::size_t partialBits;  // blocks in the trailing partial word
-  std::size_t reserved;
+  std::uint64_t* open;      // the summary: bit w set while bit word w has a clear bit
 
   std::size_t fullWords() const { return capacity / 32; }
   std::size_t words() const { return (capacity + 31) / 32; }
+  std::size_t summaryWords() const { return (words() + 63) / 64; }
   bool isSet(std::size_t i) const { return (bits[i >> 5] >> (i & 31)) & 1; }
+  // The bits of word `w` that stand for blocks (all 32 but in the trailing partial word).
+  std::uint32_t wordMask(std::size_t w) const {
+    return w < fullWords() ? ~std::uint32_t(0) : (std::uint32_t(1) << partialBits) - 1;
+  }
 
   // The first slot of the search order: bit 7 of a full word, or bit 0 of a lone partial word.
   std::size_t firstSlot() const { return fullWords() > 0 ? 7 : 0; }
@@ -47,7 +55,13 @@ struct TcompactArena::TcompactPage {
 
 namespace {
 
-std::size_t bitBytes(std::size_t capacity) { return ((capacity + 31) / 32 * 4 + 15) & ~std::size_t(15); }
+std::size_t bitWordBytes(std::size_t capacity) { return ((capacity + 31) / 32 * 4 + 7) & ~std::size_t(7); }
+
+// The bit words and the summary behind them, rounded to 16 bytes.
+std::size_t bitBytes(std::size_t capacity) {
+  const std::size_t summary = ((capacity + 31) / 32 + 63) / 64 * 8;
+  return (bitWordBytes(capacity) + summary + 15) & ~std::size_t(15);
+}
 
 }  // namespace
 
@@ -61,7 +75,10 @@ TcompactArena::TcompactArena(std::size_t blockSize, std::size_t pageSize, Talloc
     fShift = static_cast<unsigned>(__builtin_ctzll(fBlockSize));
 }
 
-TcompactArena::~TcompactArena() { resetLocked(); }
+TcompactArena::~TcompactArena() {
+  resetLocked();
+  std::free(fTable);
+}
 
 void TcompactArena::setNumBlocksPerPage(std::size_t count) {
   TarenaGuard guard(fLock);
@@ -91,11 +108,19 @@ TcompactArena::TcompactPage* TcompactArena::makePage() {
     page->capacity = fBlocksPerPage;
     page->partialBits = fBlocksPerPage % 32;
     page->bits = reinterpret_cast<std::uint32_t*>(reinterpret_cast<char*>(page) + kPageHeaderBytes);
+    page->open = reinterpret_cast<std::uint64_t*>(reinterpret_cast<char*>(page->bits) + bitWordBytes(fBlocksPerPage));
     page->first = reinterpret_cast<char*>(page->bits) + bitBytes(fBlocksPerPage);
     page->end = page->first + fBlocksPerPage * fBlockSize;
-    page->reserved = 0;
+  }
+  if (!enterInTable(page)) {
+    unlinkPage(&page->links);
+    releasePage(&page->links, pageBytesOf(this, &page->links));
+    return nullptr;
   }
   std::memset(page->bits, 0, page->words() * 4);
+  const std::size_t words = page->words();
+  for (std::size_t i = 0; i < page->summaryWords(); ++i)
+    page->open[i] = words - i * 64 >= 64 ? ~std::uint64_t(0) : (std::uint64_t(1) << (words - i * 64)) - 1;
   page->inUse = 0;
   page->hint = page->firstSlot();
   page->cursor = 0;
@@ -105,29 +130,35 @@ TcompactArena::TcompactPage* TcompactArena::makePage() {
 inline void* TcompactArena::allocateIn(TcompactPage* page) {
   std::size_t index = page->hint;
   if (index >= page->capacity || page->isSet(index)) {
-    const std::size_t words = page->words();
-    const std::size_t full = page->fullWords();
-    std::size_t w = page->cursor;
-    for (std::size_t k = 0; k < words; ++k, w = w + 1 == words ? 0 : w + 1) {
-      const std::uint32_t free = ~page->bits[w];
-      if (w < full) {
-        if (free == 0) continue;
-        // The first byte with a clear bit, then its highest clear bit.
-        const unsigned byte = static_cast<unsigned>(__builtin_ctz(free)) >> 3;
-        const unsigned bits = (free >> (byte * 8)) & 0xFF;
-        const unsigned bit = 31u - static_cast<unsigned>(__builtin_clz(bits));
-        index = w * 32 + byte * 8 + bit;
-      } else {
-        const std::uint32_t open = free & ((std::uint32_t(1) << page->partialBits) - 1);
-        if (open == 0) continue;
-        index = w * 32 + static_cast<unsigned>(__builtin_ctz(open));
+    // The first word with a clear bit, from the summary.
+    std::size_t w = page->words();
+    for (std::size_t i = page->cursor >> 6, n = page->summaryWords(); i < n; ++i) {
+      if (page->open[i] != 0) {
+        w = i * 64 + static_cast<std::size_t>(__builtin_ctzll(page->open[i]));
+        break;
       }
-      page->cursor = w;
-      break;
     }
+    if (w == page->words()) {
+      assert(!"TcompactArena: page count out of step with its bits");
+      reportError("TcompactArena \"%s\": page %p has no free block", name() ? name() : "", static_cast<void*>(page));
+      return nullptr;
+    }
+    const std::uint32_t free = ~page->bits[w];
+    if (w < page->fullWords()) {
+      // The first byte with a clear bit, then its highest clear bit.
+      const unsigned byte = static_cast<unsigned>(__builtin_ctz(free)) >> 3;
+      const unsigned bits = (free >> (byte * 8)) & 0xFF;
+      const unsigned bit = 31u - static_cast<unsigned>(__builtin_clz(bits));
+      index = w * 32 + byte * 8 + bit;
+    } else {
+      index = w * 32 + static_cast<unsigned>(__builtin_ctz(free & page->wordMask(w)));
+    }
+    page->cursor = w;
     assert(index < page->capacity && !page->isSet(index) && "compact page count out of step");
   }
-  page->bits[index >> 5] |= std::uint32_t(1) << (index & 31);
+  const std::size_t word = index >> 5;
+  page->bits[word] |= std::uint32_t(1) << (index & 31);
+  if (page->bits[word] == page->wordMask(word)) page->open[word >> 6] &= ~(std::uint64_t(1) << (word & 63));
   ++page->inUse;
   page->hint = page->nextSlot(index);
   ++fBlocksInUse;
@@ -173,11 +204,43 @@ inline void* TcompactArena::allocateLocked() {
 inline TcompactArena::TcompactPage* TcompactArena::pageOf(const void* p) const {
   const char* c = static_cast<const char*>(p);
   if (fCurrent != nullptr && c >= fCurrent->first && c < fCurrent->end) return fCurrent;
-  for (TpageLinks* l = fPages; l != nullptr; l = l->next) {
-    auto* page = reinterpret_cast<TcompactPage*>(l);
-    if (c >= page->first && c < page->end) return page;
+  // The last page that starts at or below p, by binary search in the address-sorted table.
+  std::size_t lo = 0;
+  std::size_t hi = fTableCount;
+  while (lo < hi) {
+    const std::size_t mid = (lo + hi) / 2;
+    if (reinterpret_cast<const char*>(fTable[mid]) <= c)
+      lo = mid + 1;
+    else
+      hi = mid;
   }
-  return nullptr;
+  if (lo == 0) return nullptr;
+  TcompactPage* page = fTable[lo - 1];
+  return c >= page->first && c < page->end ? page : nullptr;
+}
+
+bool TcompactArena::enterInTable(TcompactPage* page) {
+  if (fTableCount == fTableCapacity) {
+    const std::size_t grown = fTableCapacity == 0 ? 8 : fTableCapacity * 2;
+    auto* table = static_cast<TcompactPage**>(std::realloc(fTable, grown * sizeof(TcompactPage*)));
+    if (table == nullptr) return false;
+    fTable = table;
+    fTableCapacity = grown;
+  }
+  std::size_t i = fTableCount;
+  for (; i > 0 && std::less<TcompactPage*>()(page, fTable[i - 1]); --i) fTable[i] = fTable[i - 1];
+  fTable[i] = page;
+  ++fTableCount;
+  return true;
+}
+
+void TcompactArena::leaveTable(TcompactPage* page) {
+  std::size_t i = 0;
+  while (i < fTableCount && fTable[i] != page) ++i;
+  assert(i < fTableCount && "compact page missing from the page table");
+  if (i == fTableCount) return;
+  --fTableCount;
+  for (; i < fTableCount; ++i) fTable[i] = fTable[i + 1];
 }
 
 long TcompactArena::indexOf(const void* p) const {
@@ -202,6 +265,7 @@ inline void TcompactArena::releaseIn(TcompactPage* page, const void* p) {
     return;
   }
   page->bits[index >> 5] &= ~(std::uint32_t(1) << (index & 31));
+  page->open[index >> 11] |= std::uint64_t(1) << ((index >> 5) & 63);
   if ((index >> 5) < page->cursor) page->cursor = index >> 5;
   --page->inUse;
   --fBlocksInUse;
@@ -211,6 +275,7 @@ inline void TcompactArena::releaseIn(TcompactPage* page, const void* p) {
   if (fCurrent == nullptr || fCurrent->inUse == fCurrent->capacity) fCurrent = page;
   if (page->inUse == 0) {
     if (fCurrent == page) fCurrent = nullptr;
+    leaveTable(page);
     unlinkPage(&page->links);
     savePage(&page->links, pageBytesOf(this, &page->links));
   }
@@ -288,6 +353,7 @@ void TcompactArena::reset() {
 
 void TcompactArena::resetLocked() {
   releaseAllPages(&pageBytesOf);
+  fTableCount = 0;
   fCurrent = nullptr;
   fAllFull = false;
   if (fInUseCounter != nullptr) *fInUseCounter -= static_cast<int>(fBlocksInUse);
@@ -317,6 +383,7 @@ int TcompactArena::checkConsistency() const {
     reportError("TcompactArena \"%s\": %s at %p", name() ? name() : "", what, where);
   };
   std::int64_t inUse = 0;
+  std::size_t tabled = 0;
   bool currentSeen = fCurrent == nullptr;
   const TpageLinks* prev = nullptr;
   for (const TpageLinks* l = fPages; l != nullptr; prev = l, l = l->next) {
@@ -329,10 +396,22 @@ int TcompactArena::checkConsistency() const {
     if (page->partialBits != 0 && (page->bits[page->words() - 1] >> page->partialBits) != 0)
       fault("bits set beyond the last block", page);
     if (bits != page->inUse) fault("in-use count does not match the bits", page);
+    for (std::size_t w = 0; w < page->words(); ++w) {
+      const bool open = (page->open[w >> 6] >> (w & 63)) & 1;
+      if (open != (page->bits[w] != page->wordMask(w))) fault("free-word summary out of date", page);
+      if (page->bits[w] != page->wordMask(w) && w < page->cursor) fault("search cursor skips a free block", page);
+    }
+    std::size_t slot = 0;
+    while (slot < fTableCount && fTable[slot] != page) ++slot;
+    if (slot == fTableCount) fault("page missing from the page table", page);
+    ++tabled;
     if (page->end != page->first + page->capacity * fBlockSize) fault("block area has the wrong size", page);
     inUse += static_cast<std::int64_t>(page->inUse);
   }
   if (!currentSeen) fault("current page is not in the page list", fCurrent);
+  if (tabled != fTableCount) fault("page table holds pages that are not in the list", this);
+  for (std::size_t i = 1; i < fTableCount; ++i)
+    if (fTable[i - 1] >= fTable[i]) fault("page table is not sorted", fTable[i]);
   if (!usePurify() && inUse != fBlocksInUse) fault("arena count does not match the pages", this);
   return faults == 0 ? 0 : -1;
 }

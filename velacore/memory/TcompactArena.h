@@ -1,7 +1,8 @@
 // TcompactArena: many blocks of one size, one bit of bookkeeping per block.
 //
 // Blocks carry no header: a page holds a bit per block (set while in use), and a release finds
-// the block's index from its offset in the page (a shift when the block size is a power of two).
+// the block's page by binary search in an address-sorted table and the block's index from its
+// offset in the page (a shift when the block size is a power of two).
 // Allocation tries a hint first (the slot that follows the last one handed out), so filling a
 // fresh page costs one bit test per block.
 //
@@ -84,6 +85,8 @@ class TcompactArena : public TbaseArena {
   void* allocateIn(TcompactPage* page);
   TcompactPage* makePage();
   TcompactPage* pageOf(const void* p) const;
+  bool enterInTable(TcompactPage* page);
+  void leaveTable(TcompactPage* page);
   bool releaseLocal(void* p);
   void releaseIn(TcompactPage* page, const void* p);
   void purgeLocked();
@@ -96,6 +99,11 @@ class TcompactArena : public TbaseArena {
   TcompactPage* fCurrent = nullptr;
   bool fAllFull = false;
   std::int64_t fBlocksInUse = 0;
+  // The pages in use sorted by address, so that a release finds its page by binary search
+  // instead of walking page headers spread over the address space.
+  TcompactPage** fTable = nullptr;
+  std::size_t fTableCount = 0;
+  std::size_t fTableCapacity = 0;
 };
 
 /// A compact arena that may be shared between threads: each call runs under the arena's lock.

@@ -9,8 +9,7 @@
 namespace {
 
 constexpr std::size_t kDefaultPoolLimit = std::size_t(8) << 20;
-constexpr int kCacheSlots = 64;          // pools that can have per-thread caches at one time
-constexpr unsigned kMagazineBlocks = 32;  // blocks per thread and pool
+constexpr unsigned kMagazineBlocks = vela::memory_internal::kPoolMagazineBlocks;
 constexpr unsigned kMagazineBatch = 16;   // blocks moved to or from the shared list at once
 
 std::atomic<std::size_t> gPoolLimit{0};  // 0 until read
@@ -37,43 +36,32 @@ TpoolRegistry& registry() {
 
 }  // namespace
 
-// A thread's cached blocks of one pool. `owner`/`serial` name the pool the blocks belong to; a
-// mismatch means that pool is gone and the blocks are plain heap blocks to be deleted.
-struct TpoolMagazine {
-  TpoolAllocator* owner;
-  std::uint64_t serial;
-  unsigned count;
-  void* blocks[kMagazineBlocks];
-};
+using vela::memory_internal::TpoolMagazine;
+using vela::memory_internal::TpoolThreadCache;
+using vela::memory_internal::tPoolCache;
 
-// All magazines of one thread, made on the thread's first cached free and emptied at its exit.
-struct TpoolThreadCache {
-  TpoolMagazine slots[kCacheSlots];
-
+// Reaches the pools' private lists for the thread-exit flush.
+struct TpoolCacheAccess {
   static void flush(TpoolThreadCache* cache);
 };
 
 namespace {
 
-// A pointer, so that the static TLS block the library needs stays tiny; the initial-exec model
-// makes the access a single load.
-thread_local TpoolThreadCache* tCache __attribute__((tls_model("initial-exec"))) = nullptr;
-
 struct TcacheReaper {
   ~TcacheReaper() {
-    TpoolThreadCache::flush(tCache);
-    tCache = nullptr;
+    TpoolCacheAccess::flush(tPoolCache);
+    tPoolCache = nullptr;
   }
 };
 thread_local TcacheReaper tReaper;
 
 TpoolMagazine* magazineOf(int slot, bool create) {
-  TpoolThreadCache* cache = tCache;
+  TpoolThreadCache* cache = tPoolCache;
   if (cache == nullptr) {
     if (!create) return nullptr;
     cache = static_cast<TpoolThreadCache*>(std::calloc(1, sizeof(TpoolThreadCache)));
     if (cache == nullptr) return nullptr;
-    tCache = cache;
+    tPoolCache = cache;
     (void)&tReaper;  // the first touch registers the thread-exit flush
     static_cast<void>(tReaper);
   }
@@ -87,7 +75,7 @@ void deleteBlocks(TpoolMagazine& m) {
 
 }  // namespace
 
-void TpoolThreadCache::flush(TpoolThreadCache* cache) {
+void TpoolCacheAccess::flush(TpoolThreadCache* cache) {
   if (cache == nullptr) return;
   TpoolRegistry& r = registry();
   {
@@ -126,6 +114,8 @@ TpoolAllocator::TpoolAllocator(int blockBytes)
   if (blockBytes <= static_cast<int>(kThreadCachedBytes) && ~r.usedSlots != 0) {
     fCacheId = __builtin_ctzll(~r.usedSlots);
     r.usedSlots |= std::uint64_t(1) << fCacheId;
+    fMagazineOffset = static_cast<std::size_t>(fCacheId) * sizeof(TpoolMagazine);
+    fCacheSerial = fSerial;
   }
 }
 
@@ -149,15 +139,6 @@ void TpoolAllocator::freeThreadCache() {
   if (fCacheId < 0) return;
   TpoolMagazine* m = magazineOf(fCacheId, false);
   if (m != nullptr && m->serial == fSerial) deleteBlocks(*m);
-}
-
-void* TpoolAllocator::mpAlloc() {
-  if (fCacheId >= 0) {
-    TpoolMagazine* m = magazineOf(fCacheId, false);
-    if (m != nullptr && m->count != 0 && m->serial == fSerial)
-      return m->blocks[--m->count];
-  }
-  return allocateSlow();
 }
 
 void* TpoolAllocator::allocateSlow() {
@@ -195,22 +176,8 @@ inline void TpoolAllocator::pushLocked(void* p) {
   fFreeList[fCount++] = p;
 }
 
-void TpoolAllocator::mpFree(void* p) {
-  if (p == nullptr) return;
-  if (fCacheId >= 0) {
-    TpoolThreadCache* cache = tCache;
-    if (cache != nullptr) {
-      TpoolMagazine& m = cache->slots[fCacheId];
-      if (m.serial == fSerial && m.count < kMagazineBlocks) {
-        m.blocks[m.count++] = p;
-        return;
-      }
-    }
-  }
-  freeSlow(p);
-}
-
 void TpoolAllocator::freeSlow(void* p) {
+  if (p == nullptr) return;
   TpoolMagazine* m = fCacheId >= 0 ? magazineOf(fCacheId, true) : nullptr;
   if (m != nullptr) {
     if (m->serial != fSerial) {

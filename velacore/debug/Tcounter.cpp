@@ -217,7 +217,7 @@ void TcounterContext::printCounter(TdebugOutput& out, TstringArray& path, unsign
   for (const TcounterContext* child : sortedChildren(fChildren)) {
     path.addLast(child->fName);
     child->printCounter(out, path, depth == 0 ? 0 : depth - 1, threadName);
-    path.remove(path.length() - 1);
+    path.removeLast();
   }
   out.setIndent(-1);
 }

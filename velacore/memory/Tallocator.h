@@ -23,12 +23,12 @@
 // VELA_NO_MEMORY_EXCEPTION set or for a size of 0.
 #pragma once
 
+#include <velacore/strings/TstringArray.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
 #include <string>
-
-class TstringArray;
 
 /// The abstract source of memory pages that arenas draw from.
 class Tallocator {

@@ -4,8 +4,14 @@ option(VELACORE_WERROR "Treat warnings as errors" OFF)
 set(VELACORE_SANITIZE "" CACHE STRING
     "Sanitizers for every target: empty, 'address,undefined' or 'thread'")
 
-set(VELACORE_WARNINGS -Wall -Wextra -Wpedantic -Wshadow=local -Wnon-virtual-dtor
-                      -Woverloaded-virtual -Wimplicit-fallthrough)
+set(VELACORE_WARNINGS -Wall -Wextra -Wpedantic -Wnon-virtual-dtor -Woverloaded-virtual
+                      -Wimplicit-fallthrough)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  list(APPEND VELACORE_WARNINGS -Wshadow=local)
+else()
+  # GoogleTest's typed-test macros pass empty variadic arguments.
+  list(APPEND VELACORE_WARNINGS -Wshadow-uncaptured-local -Wno-gnu-zero-variadic-macro-arguments)
+endif()
 if(VELACORE_WERROR)
   list(APPEND VELACORE_WARNINGS -Werror)
 endif()

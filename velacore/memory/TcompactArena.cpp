@@ -4,6 +4,7 @@
 #include <velacore/memory/internal/TarenaGuard.h>
 #include <velacore/memory/internal/TmemoryReport.h>
 
+#include <algorithm>
 #include <cassert>
 #include <cstdlib>
 #include <cstring>
@@ -34,7 +35,8 @@ struct TcompactArena::TcompactPage {
   bool isSet(std::size_t i) const { return (bits[i >> 5] >> (i & 31)) & 1; }
   // The bits of word `w` that stand for blocks (all 32 but in the trailing partial word).
   std::uint32_t wordMask(std::size_t w) const {
-    return w < fullWords() ? ~std::uint32_t(0) : (std::uint32_t(1) << partialBits) - 1;
+    const std::uint32_t partial = (std::uint32_t(1) << (partialBits & 31)) - 1;
+    return w < fullWords() ? ~std::uint32_t(0) : partial;
   }
 
   // The first slot of the search order: bit 7 of a full word, or bit 0 of a lone partial word.
@@ -158,7 +160,9 @@ inline void* TcompactArena::allocateIn(TcompactPage* page) {
   }
   const std::size_t word = index >> 5;
   page->bits[word] |= std::uint32_t(1) << (index & 31);
-  if (page->bits[word] == page->wordMask(word)) page->open[word >> 6] &= ~(std::uint64_t(1) << (word & 63));
+  // Branch-free: whether the word just filled up is as good as random here.
+  const std::uint64_t filled = page->bits[word] == page->wordMask(word) ? 1 : 0;
+  page->open[word >> 6] &= ~(filled << (word & 63));
   ++page->inUse;
   page->hint = page->nextSlot(index);
   ++fBlocksInUse;
@@ -202,21 +206,22 @@ inline void* TcompactArena::allocateLocked() {
 }
 
 inline TcompactArena::TcompactPage* TcompactArena::pageOf(const void* p) const {
-  const char* c = static_cast<const char*>(p);
-  if (fCurrent != nullptr && c >= fCurrent->first && c < fCurrent->end) return fCurrent;
-  // The last page that starts at or below p, by binary search in the address-sorted table.
-  std::size_t lo = 0;
-  std::size_t hi = fTableCount;
-  while (lo < hi) {
-    const std::size_t mid = (lo + hi) / 2;
-    if (reinterpret_cast<const char*>(fTable[mid]) <= c)
-      lo = mid + 1;
-    else
-      hi = mid;
+  // The last page that starts at or below p, by binary search in the address-sorted table. The
+  // search is branch-free (conditional moves, a fixed number of rounds for a given table size),
+  // since which half holds a released block cannot be predicted.
+  const auto c = reinterpret_cast<std::uintptr_t>(p);
+  std::size_t n = fTableCount;
+  if (n == 0) return nullptr;
+  TcompactPage* const* base = fTable;
+  while (n > 1) {
+    const std::size_t half = n / 2;
+    base = reinterpret_cast<std::uintptr_t>(base[half]) <= c ? base + half : base;
+    n -= half;
   }
-  if (lo == 0) return nullptr;
-  TcompactPage* page = fTable[lo - 1];
-  return c >= page->first && c < page->end ? page : nullptr;
+  TcompactPage* page = *base;
+  return c >= reinterpret_cast<std::uintptr_t>(page->first) && c < reinterpret_cast<std::uintptr_t>(page->end)
+             ? page
+             : nullptr;
 }
 
 bool TcompactArena::enterInTable(TcompactPage* page) {
@@ -266,7 +271,7 @@ inline void TcompactArena::releaseIn(TcompactPage* page, const void* p) {
   }
   page->bits[index >> 5] &= ~(std::uint32_t(1) << (index & 31));
   page->open[index >> 11] |= std::uint64_t(1) << ((index >> 5) & 63);
-  if ((index >> 5) < page->cursor) page->cursor = index >> 5;
+  page->cursor = std::min(page->cursor, index >> 5);
   --page->inUse;
   --fBlocksInUse;
   if (fInUseCounter != nullptr) --*fInUseCounter;

@@ -72,8 +72,30 @@ static_assert(sizeof(TpurifyHeader) == 32);
 
 namespace {
 
-inline int binOf(std::size_t size) {
+constexpr int computeBin(std::size_t size) {
   if (size < 144) return static_cast<int>(size / 8);
+  std::size_t q = size / 8;
+  int k = 0;
+  for (; q >= 16; q /= 2) ++k;
+  const int bin = kFirstSizedBin + 4 * k + static_cast<int>((q - 8) / 4);
+  return bin < TvariantArena::kBinCount - 1 ? bin : TvariantArena::kBinCount - 1;
+}
+
+// The bins of the sizes below 4096 bytes, looked up instead of computed: the size of a released
+// or split block is random, and the comparisons of the rule would be mispredicted.
+constexpr std::size_t kBinTableLimit = 4096;
+struct TbinTable {
+  std::uint8_t bin[kBinTableLimit / 8] = {};
+  constexpr TbinTable() {
+    for (std::size_t i = 0; i < kBinTableLimit / 8; ++i) bin[i] = static_cast<std::uint8_t>(computeBin(i * 8));
+  }
+};
+constexpr TbinTable kBinTable;
+static_assert(kBinTable.bin[136 / 8] == 17 && kBinTable.bin[144 / 8] == 22 && kBinTable.bin[192 / 8] == 23 &&
+              kBinTable.bin[256 / 8] == 26);
+
+inline int binOf(std::size_t size) {
+  if (size < kBinTableLimit) return kBinTable.bin[size >> 3];
   std::size_t q = size / 8;
   const int log2 = 63 - __builtin_clzll(q);
   const int k = log2 - 3;
@@ -137,21 +159,26 @@ inline void TvariantArena::link(Tblock* block) {
 inline void TvariantArena::unlink(Tblock* block) {
   Tblock::TfreeLinks* links = block->links();
   *links->prevLink = links->next;
-  if (links->next != nullptr) links->next->links()->prevLink = links->prevLink;
-  const int bin = binOf(block->size());
-  if (fBins[bin] == nullptr) fBinMask[bin >> 6] &= ~(std::uint64_t(1) << (bin & 63));
+  if (links->next != nullptr) {
+    links->next->links()->prevLink = links->prevLink;
+    return;
+  }
+  // The bin empties only when the block was its sole entry, that is when the link that pointed
+  // at it is the bin head itself.
+  const auto head = reinterpret_cast<std::uintptr_t>(links->prevLink) - reinterpret_cast<std::uintptr_t>(fBins);
+  if (head < sizeof(fBins) && links->prevLink == &fBins[head / sizeof(Tblock*)]) {
+    const std::size_t bin = head / sizeof(Tblock*);
+    if (fBins[bin] == nullptr) fBinMask[bin >> 6] &= ~(std::uint64_t(1) << (bin & 63));
+  }
 }
 
 inline TvariantArena::Tblock* TvariantArena::findFit(std::size_t size) {
   int bin = binOf(size);
-  if (bin < kFirstSizedBin) {
-    if (fBins[bin] != nullptr) return fBins[bin];
-  } else {
-    // First fit among the first few entries of a bin whose blocks differ in size.
-    unsigned budget = std::max(fFitSearchLimit, 1u);
-    for (Tblock* b = fBins[bin]; b != nullptr && budget > 0; b = b->links()->next, --budget)
-      if (b->size() >= size) return b;
-  }
+  // First fit among the first few entries of a bin whose blocks differ in size. In an exact bin
+  // (below 144 bytes) the first entry always fits, so the same loop takes it.
+  unsigned budget = std::max(fFitSearchLimit, 1u);
+  for (Tblock* b = fBins[bin]; b != nullptr && budget > 0; b = b->links()->next, --budget)
+    if (b->size() >= size) return b;
   // Every block of a higher bin is large enough; take the first of the next non-empty one.
   for (++bin; bin < kBinCount;) {
     const std::uint64_t word = fBinMask[bin >> 6] & (~std::uint64_t(0) << (bin & 63));

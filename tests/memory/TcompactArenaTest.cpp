@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <random>
 #include <set>
@@ -193,4 +194,78 @@ TEST_F(TcompactArenaTest, TwoThreadsShareOneMtArena) {
   EXPECT_EQ(inUse, 0);
   EXPECT_EQ(arena.allocatedMemory(), 0);
   EXPECT_EQ(arena.checkConsistency(), 0);
+}
+
+TEST_F(TcompactArenaTest, SearchOrderMatchesTheRuleAfterRandomReleases) {
+  // One page of 4100 blocks: 128 full words and a partial word of 4. Every hand-out is compared
+  // with the rule written out over a plain bit vector: the hint slot if it is free, else the
+  // first word with a free bit; in a full word its first byte with a free bit, from bit 7 down;
+  // in the partial word from bit 0 up.
+  constexpr std::size_t kBlocks = 4100;
+  TcompactArena arena(8, 96 + 8 * kBlocks + 1024, fPages, "Rule");
+  arena.setNumBlocksPerPage(kBlocks);
+  std::vector<bool> used(kBlocks);
+  const std::size_t full = kBlocks / 32;
+  const auto nextSlot = [&](std::size_t i) -> std::size_t {
+    if (i / 32 >= full) return i + 1;
+    if (i % 8 != 0) return i - 1;
+    return i % 32 / 8 < 3 ? i + 15 : i / 32 + 1 < full ? (i / 32 + 1) * 32 + 7 : (i / 32 + 1) * 32;
+  };
+  const auto search = [&]() -> std::size_t {
+    for (std::size_t w = 0; w < full; ++w)
+      for (std::size_t byte = 0; byte < 4; ++byte)
+        for (int bit = 7; bit >= 0; --bit)
+          if (!used[w * 32 + byte * 8 + static_cast<std::size_t>(bit)]) return w * 32 + byte * 8 + static_cast<std::size_t>(bit);
+    for (std::size_t i = full * 32; i < kBlocks; ++i)
+      if (!used[i]) return i;
+    return kBlocks;
+  };
+  std::size_t hint = 7;
+  std::vector<void*> live;
+  std::mt19937 rng(11);
+  for (int step = 0; step < 30000; ++step) {
+    if (live.size() < 2 || (live.size() < kBlocks - 1 && rng() % 100 < 55)) {
+      const std::size_t expected = hint < kBlocks && !used[hint] ? hint : search();
+      void* p = arena.allocate();
+      ASSERT_EQ(arena.indexOf(p), static_cast<long>(expected)) << "step " << step;
+      used[expected] = true;
+      hint = nextSlot(expected);
+      live.push_back(p);
+    } else {
+      const std::size_t i = rng() % live.size();
+      used[static_cast<std::size_t>(arena.indexOf(live[i]))] = false;
+      ASSERT_TRUE(arena.deallocate(live[i]));
+      live[i] = live.back();
+      live.pop_back();
+    }
+    if (step % 3000 == 0) {
+      ASSERT_EQ(arena.checkConsistency(), 0) << "step " << step;
+    }
+  }
+  EXPECT_EQ(fPages.fAllocations, 1) << "the live set never outgrew the page";
+  for (void* p : live) EXPECT_TRUE(arena.deallocate(p));
+  EXPECT_EQ(arena.checkConsistency(), 0);
+}
+
+TEST_F(TcompactArenaTest, ReleasesFindTheirPageAmongManyInAnyOrder) {
+  // Pages at scattered addresses: every block goes back through the address-sorted page table;
+  // emptied pages leave it, a reused saved page enters it again.
+  TcompactArena arena(24, 96 + 24 * 50, fPages, "Table");
+  std::vector<void*> blocks;
+  for (int i = 0; i < 50 * 37; ++i) blocks.push_back(arena.allocate());
+  EXPECT_EQ(fPages.fAllocations, 37);
+  std::mt19937 rng(5);
+  std::shuffle(blocks.begin(), blocks.end(), rng);
+  for (std::size_t i = 0; i < blocks.size(); ++i) {
+    ASSERT_GE(arena.indexOf(blocks[i]), 0);
+    ASSERT_TRUE(arena.deallocate(blocks[i]));
+    if (i % 97 == 0) {
+      ASSERT_EQ(arena.checkConsistency(), 0) << i;
+    }
+    if (i % 5 == 0) blocks.push_back(arena.allocate());  // refills pages, sometimes the saved one
+  }
+  EXPECT_EQ(arena.allocatedMemory(), 0);
+  EXPECT_EQ(arena.checkConsistency(), 0);
+  int local = 0;
+  EXPECT_EQ(arena.indexOf(&local), -1) << "an address outside every page";
 }

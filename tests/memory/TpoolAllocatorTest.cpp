@@ -7,6 +7,7 @@
 
 #include <cstring>
 #include <memory>
+#include <set>
 #include <thread>
 #include <vector>
 
@@ -129,4 +130,35 @@ TEST_F(TpoolAllocatorTest, TwoThreadsShareOnePool) {
   std::thread reset([] { TpoolAllocator::resetAllPools(); });
   reset.join();
   EXPECT_EQ(pool.cachedCount(), 0u);
+}
+
+TEST_F(TpoolAllocatorTest, PoolsBeyondTheThreadCacheSlotsUseTheSharedListAlone) {
+  // More small pools than there are per-thread slots: the late ones must never reach a slot's
+  // magazine through the inline path, and every pool keeps its own blocks.
+  std::vector<std::unique_ptr<TpoolAllocator>> pools;
+  for (int i = 0; i < 80; ++i) pools.push_back(std::make_unique<TpoolAllocator>(16 + 8 * (i % 4)));
+  std::vector<std::vector<void*>> held(pools.size());
+  for (std::size_t i = 0; i < pools.size(); ++i)
+    for (int k = 0; k < 3; ++k) {
+      auto* p = static_cast<unsigned char*>(pools[i]->mpAlloc());
+      std::memset(p, static_cast<int>(i), pools[i]->blockBytes());
+      held[i].push_back(p);
+    }
+  for (std::size_t i = 0; i < pools.size(); ++i)
+    for (void* p : held[i]) pools[i]->mpFree(p);
+  std::size_t uncached = 0;
+  for (std::size_t i = 0; i < pools.size(); ++i) {
+    const std::size_t inThread = pools[i]->threadCachedCount();
+    if (inThread == 0) {
+      ++uncached;
+      EXPECT_EQ(pools[i]->cachedCount(), 3u) << "a pool without a slot keeps its blocks on its list";
+    }
+    EXPECT_EQ(inThread + pools[i]->cachedCount(), 3u);
+    // Each pool hands back exactly its own three blocks.
+    std::set<void*> back;
+    for (int k = 0; k < 3; ++k) back.insert(pools[i]->mpAlloc());
+    EXPECT_EQ(back, std::set<void*>(held[i].begin(), held[i].end())) << "pool " << i;
+    for (void* p : back) pools[i]->mpFree(p);
+  }
+  EXPECT_GE(uncached, 16u);
 }

@@ -53,6 +53,18 @@ TEST(TvariantArenaBins, IndexRule) {
     ASSERT_FALSE(bin >= 18 && bin <= 21) << s;
     last = bin;
   }
+  // Every size against the rule written out: below 144 the size over 8; else halve q = s / 8
+  // below 16, counting k, and take 18 + 4k + (q - 8) / 4.
+  for (std::size_t s = 16; s < (1u << 16); s += 8) {
+    int expected = static_cast<int>(s / 8);
+    if (s >= 144) {
+      std::size_t q = s / 8;
+      int k = 0;
+      for (; q >= 16; q /= 2) ++k;
+      expected = 18 + 4 * k + static_cast<int>((q - 8) / 4);
+    }
+    ASSERT_EQ(TvariantArena::binIndex(s), expected) << s;
+  }
   EXPECT_EQ(TvariantArena::freeListIndex(256), 32u);
   EXPECT_EQ(TvariantArena::sizeOfBlock(16), 40u);
   EXPECT_EQ(TvariantArena::granularity(), 8u);

@@ -239,13 +239,7 @@ TEST(Tarray, SeparateArraysGrowInParallelAndSharedOnesReadConcurrently) {
   TdoubleArray shared;
   for (int i = 0; i < 20000; ++i) shared.addLast(i);
   const std::size_t mappedBefore = mmapBytesInUse();
-#if defined(__SANITIZE_THREAD__)
-  // ThreadSanitizer does not see mremap: a mapping that one thread's array moved away and
-  // another thread's array maps again looks like unsynchronised reuse. Stay in the heap there.
-  constexpr int kElements = 5000;
-#else
   constexpr int kElements = 10000;  // crosses into mapped memory and back
-#endif
   std::vector<std::thread> threads;
   std::vector<int> failures(4, 0);
   for (int t = 0; t < 4; ++t) {

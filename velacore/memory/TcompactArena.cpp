@@ -14,7 +14,8 @@
 using vela::memory_internal::TarenaGuard;
 using vela::memory_internal::reportError;
 
-// Page header. The bit words follow it, then a summary with one bit per bit word (set while
+// Page header. The bit words follow it (the bits of the trailing partial word that stand for no
+// block are kept set, so that a full word is always all ones), then a summary with one bit per bit word (set while
 // that word has a clear bit), both together rounded to 16 bytes; then the blocks. The summary
 // turns the search for a free block in a crowded page into one count-trailing-zeros per 64 words.
 struct TcompactArena::TcompactPage {
@@ -120,6 +121,7 @@ TcompactArena::TcompactPage* TcompactArena::makePage() {
     return nullptr;
   }
   std::memset(page->bits, 0, page->words() * 4);
+  if (page->partialBits != 0) page->bits[page->words() - 1] = ~page->wordMask(page->words() - 1);
   const std::size_t words = page->words();
   for (std::size_t i = 0; i < page->summaryWords(); ++i)
     page->open[i] = words - i * 64 >= 64 ? ~std::uint64_t(0) : (std::uint64_t(1) << (words - i * 64)) - 1;
@@ -153,7 +155,7 @@ inline void* TcompactArena::allocateIn(TcompactPage* page) {
       const unsigned bit = 31u - static_cast<unsigned>(__builtin_clz(bits));
       index = w * 32 + byte * 8 + bit;
     } else {
-      index = w * 32 + static_cast<unsigned>(__builtin_ctz(free & page->wordMask(w)));
+      index = w * 32 + static_cast<unsigned>(__builtin_ctz(free));
     }
     page->cursor = w;
     assert(index < page->capacity && !page->isSet(index) && "compact page count out of step");
@@ -161,7 +163,7 @@ inline void* TcompactArena::allocateIn(TcompactPage* page) {
   const std::size_t word = index >> 5;
   page->bits[word] |= std::uint32_t(1) << (index & 31);
   // Branch-free: whether the word just filled up is as good as random here.
-  const std::uint64_t filled = page->bits[word] == page->wordMask(word) ? 1 : 0;
+  const std::uint64_t filled = page->bits[word] == ~std::uint32_t(0) ? 1 : 0;
   page->open[word >> 6] &= ~(filled << (word & 63));
   ++page->inUse;
   page->hint = page->nextSlot(index);
@@ -397,14 +399,15 @@ int TcompactArena::checkConsistency() const {
     if (l->prev != prev) fault("broken page list", page);
     if (page == fCurrent) currentSeen = true;
     std::size_t bits = 0;
-    for (std::size_t w = 0; w < page->words(); ++w) bits += static_cast<std::size_t>(__builtin_popcount(page->bits[w]));
-    if (page->partialBits != 0 && (page->bits[page->words() - 1] >> page->partialBits) != 0)
-      fault("bits set beyond the last block", page);
+    for (std::size_t w = 0; w < page->words(); ++w)
+      bits += static_cast<std::size_t>(__builtin_popcount(page->bits[w] & page->wordMask(w)));
+    if (page->partialBits != 0 && (page->bits[page->words() - 1] | page->wordMask(page->words() - 1)) != ~0u)
+      fault("bits beyond the last block are clear", page);
     if (bits != page->inUse) fault("in-use count does not match the bits", page);
     for (std::size_t w = 0; w < page->words(); ++w) {
       const bool open = (page->open[w >> 6] >> (w & 63)) & 1;
-      if (open != (page->bits[w] != page->wordMask(w))) fault("free-word summary out of date", page);
-      if (page->bits[w] != page->wordMask(w) && w < page->cursor) fault("search cursor skips a free block", page);
+      if (open != (page->bits[w] != ~0u)) fault("free-word summary out of date", page);
+      if (page->bits[w] != ~0u && w < page->cursor) fault("search cursor skips a free block", page);
     }
     std::size_t slot = 0;
     while (slot < fTableCount && fTable[slot] != page) ++slot;

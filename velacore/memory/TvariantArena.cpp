@@ -261,7 +261,7 @@ void* TvariantArena::allocate(std::size_t size, std::size_t count, std::size_t e
   return allocateLocked(size, minPage);
 }
 
-inline void* TvariantArena::allocateLocked(std::size_t size, std::size_t minPage) {
+__attribute__((always_inline)) inline void* TvariantArena::allocateLocked(std::size_t size, std::size_t minPage) {
   if (size == 0 || size > kMaxRequest || minPage > kMaxRequest) return nullptr;
   if (usePurify()) return purifyAllocate(size);
   const std::size_t rounded = roundRequest(size);
@@ -310,7 +310,7 @@ void TvariantArena::deallocate(void* p) {
 
 void TvariantArena::deallocate(void* p, std::size_t& freedSize) { release(p, freedSize); }
 
-inline void TvariantArena::deallocateLocked(Tblock* block, std::size_t& freedSize) {
+__attribute__((always_inline)) inline void TvariantArena::deallocateLocked(Tblock* block, std::size_t& freedSize) {
   if (block->isFree()) {
     assert(!"TvariantArena::deallocate: the block was released already");
     reportError("TvariantArena::deallocate: block %p of arena \"%s\" was released already",

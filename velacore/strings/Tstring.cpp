@@ -47,7 +47,8 @@ const std::string& TstringAccess::narrow(const Tstring& s) {
 const QString& TstringAccess::wide(const Tstring& s) {
   TtextObject* t = text(s);
   if (t == nullptr) return emptyWide();
-  t->syncWide();
+  // A body held by this string alone cannot be reached by another thread: no lock needed.
+  t->syncWide(s.fRep->fRefCount.load(std::memory_order_acquire) == 1);
   return t->fWide;
 }
 
@@ -206,29 +207,41 @@ void Tstring::shrink() {
 // ---- appending ---------------------------------------------------------------------------
 
 int Tstring::catenate(const char* bytes, unsigned int length) {
+  // The common case first: bytes onto a body held by this string alone whose byte form is
+  // current (std::string::append copes with `bytes` inside the text).
+  if (fRep != nullptr && bytes != nullptr && length != 0 &&
+      fRep->fRefCount.load(std::memory_order_acquire) == 1) {
+    TtextObject& t = bodyOf(fRep)->fText;
+    if (t.fState.load(std::memory_order_relaxed) != TtextObject::kWideOnly) {
+      t.fNarrow.append(bytes, length);
+      t.changed(TtextObject::kNarrowPending);
+      return 0;
+    }
+  }
+  return TstringAccess::catenateSlow(*this, bytes, length);
+}
+
+__attribute__((noinline)) int TstringAccess::catenateSlow(Tstring& s, const char* bytes,
+                                                          unsigned int length) {
   if (bytes == nullptr || length == 0) return 0;
-  if (isEmpty()) {
-    TstringAccess::setNarrow(*this, bytes, length);
+  if (s.isEmpty()) {
+    setNarrow(s, bytes, length);
     return 0;
   }
-  TtextObject* cur = TstringAccess::text(*this);
+  TtextObject* cur = text(s);
   if (cur->state() == TtextObject::kWideOnly) {
     QString tail = TtextObject::decode(bytes, length);  // decoded before `bytes` may move
-    TstringAccess::editWide(*this).append(tail);
+    editWide(s).append(tail);
     return 0;
   }
-  if (fRep->fRefCount.load(std::memory_order_acquire) == 1) {
-    cur->fNarrow.append(bytes, length);  // safe when `bytes` lies inside fNarrow
-    cur->changed(TtextObject::kNarrowPending);
-    return 0;
-  }
+  // A shared body: the new one takes both pieces at once.
   auto* fresh = new TstringBody;
   std::string& n = fresh->fText.fNarrow;
   n.reserve(cur->fNarrow.size() + length);
   n.append(cur->fNarrow).append(bytes, length);
   fresh->fText.fState.store(TtextObject::kNarrowPending, std::memory_order_relaxed);
-  release(fRep);
-  fRep = fresh;
+  Tstring::release(s.fRep);
+  s.fRep = fresh;
   return 0;
 }
 
@@ -448,15 +461,27 @@ int Tstring::caseCompare(const Tstring& other) const {
 
 int Tstring::caseCompare(const char* bytes) const { return caseCompare(Tstring(bytes)); }
 
+namespace {
+
+__attribute__((noinline)) bool equalSlow(const Tstring& x, const Tstring& y) {
+  if (TstringAccess::text(x) == nullptr || TstringAccess::text(y) == nullptr)
+    return x.isEmpty() && y.isEmpty();
+  return TstringAccess::wide(x) == TstringAccess::wide(y);
+}
+
+}  // namespace
+
 bool Tstring::operator==(const Tstring& other) const {
   if (fRep == other.fRep) return true;
-  TtextObject* a = TstringAccess::text(*this);
-  TtextObject* b = TstringAccess::text(other);
-  if (a == nullptr || b == nullptr) return isEmpty() && other.isEmpty();
-  if (a->narrowValid() && b->narrowValid())
-    return a->fNarrow.size() == b->fNarrow.size() &&
-           std::memcmp(a->fNarrow.data(), b->fNarrow.data(), a->fNarrow.size()) == 0;
-  return TstringAccess::wide(*this) == TstringAccess::wide(other);
+  if (fRep != nullptr && other.fRep != nullptr) {
+    const TtextObject& a = bodyOf(fRep)->fText;
+    const TtextObject& b = bodyOf(other.fRep)->fText;
+    if (a.narrowValid() && b.narrowValid()) {
+      const std::size_t n = a.fNarrow.size();
+      return n == b.fNarrow.size() && std::memcmp(a.fNarrow.data(), b.fNarrow.data(), n) == 0;
+    }
+  }
+  return equalSlow(*this, other);
 }
 
 bool Tstring::operator==(const char* bytes) const {

@@ -81,6 +81,10 @@ std::size_t narrowAscii(const char16_t* src, std::size_t n, char* dst) {
 
 QString TtextObject::decode(const char* bytes, std::size_t length) {
   if (length == 0) return QString();
+  // Text that is not ASCII usually shows it early: look at a first stretch before allocating
+  // the ASCII result, so that mixed text goes straight to the full decoder.
+  const std::size_t probe = length < 64 ? length : 64;
+  if (!allAscii(bytes, probe)) return QString::fromUtf8(bytes, static_cast<int>(length));
   QString out(static_cast<int>(length), Qt::Uninitialized);
   auto* dst = reinterpret_cast<char16_t*>(out.data());
   if (widenAscii(bytes, length, dst) == length) return out;
@@ -95,8 +99,14 @@ void TtextObject::encode(const QString& wide, std::string& out) {
   out.assign(utf8.constData(), static_cast<std::size_t>(utf8.size()));
 }
 
-void TtextObject::syncWide() {
+void TtextObject::syncWide(bool alone) {
   if (fState.load(std::memory_order_acquire) != kNarrowPending) return;
+  if (alone) {
+    fWide = decode(fNarrow.data(), fNarrow.size());
+    gWideConversions.fetch_add(1, std::memory_order_relaxed);
+    fState.store(kSynced, std::memory_order_relaxed);
+    return;
+  }
   TmtScopedLock guard(conversionLock());
   if (fState.load(std::memory_order_relaxed) != kNarrowPending) return;
   fWide = decode(fNarrow.data(), fNarrow.size());

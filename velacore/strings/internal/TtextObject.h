@@ -39,8 +39,9 @@ class TtextObject {
   [[nodiscard]] bool narrowValid() const { return state() != kWideOnly; }
   [[nodiscard]] bool wideValid() const { return state() != kNarrowPending; }
 
-  /// Makes the wide / byte form current (locks only when a conversion is due).
-  void syncWide();
+  /// Makes the wide / byte form current (locks only when a conversion is due and the body
+  /// may be shared; `alone` says that only the caller's string holds it).
+  void syncWide(bool alone = false);
   void syncNarrow();
 
   /// Records an edit of a body held by one string: the new form state; a UTF-8 check or repair
@@ -103,6 +104,8 @@ class TstringAccess {
   static void setNarrow(Tstring& s, const char* bytes, std::size_t length);
   /// Replaces the text by a wide string.
   static void setWide(Tstring& s, QString wide);
+  /// `Tstring::catenate` of bytes when the body is shared, null or holds only the wide form.
+  static int catenateSlow(Tstring& s, const char* bytes, unsigned int length);
   /// Drops the body (the string becomes null).
   static void drop(Tstring& s) {
     Tstring::release(s.fRep);

@@ -493,9 +493,11 @@ bool Tmatcher::backtrack(const char*& text, const Tbyte*& pc) {
   while (fSize > 0) {
     Tchoice& choice = fChoices[fSize - 1];
     unsigned k = choice.count;
-    if (*choice.pc == kLiteral && choice.step == 1) {
+    const Tbyte* next = choice.pc;
+    while (*next == kGroupStart || *next == kGroupEnd) next += 2;  // they consume nothing
+    if (*next == kLiteral && choice.step == 1) {
       // The rest must start with this byte: skip the positions that cannot.
-      const char want = char(choice.pc[1]);
+      const char want = char(next[1]);
       while (k > choice.minimum && choice.base[k] != want) --k;
       if (choice.base[k] != want) {
         --fSize;

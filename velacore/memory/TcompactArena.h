@@ -4,7 +4,8 @@
 // the block's page by binary search in an address-sorted table and the block's index from its
 // offset in the page (a shift when the block size is a power of two).
 // Allocation tries a hint first (the slot that follows the last one handed out), so filling a
-// fresh page costs one bit test per block.
+// fresh page costs one bit test per block; otherwise a per-page summary (a bit per bit word)
+// leads straight to the first word with a free block.
 //
 //   TcompactArena arena(32, 65536, TmallocAllocator::mallocAllocator(), "Edges");
 //   void* edge = arena.allocate();

@@ -29,16 +29,7 @@ ThashTable::ThashTable(unsigned minSize, unsigned maxSize) {
   reinitializeTable();
 }
 
-ThashTable::ThashTable(const ThashTable& other)
-    : fShrinkThreshold(other.fShrinkThreshold),
-      fGrowThreshold(other.fGrowThreshold),
-      fMinSize(other.fMinSize),
-      fMaxSize(other.fMaxSize),
-      fEntryCount(other.fEntryCount),
-      fTableSize(other.fTableSize),
-      fSizeLock(other.fSizeLock),
-      fBuckets(other.fBuckets),
-      fOwnsTable(false) {}
+ThashTable::ThashTable(const ThashTable& other) { copyFields(other, false); }
 
 ThashTable::ThashTable(ThashTable&& other) { takeOver(other); }
 
@@ -46,15 +37,7 @@ ThashTable& ThashTable::operator=(const ThashTable& other) {
   // Assigning a copy to its original (or the reverse) would free what both then view.
   if (this == &other || sharesTableWith(other)) return *this;
   releaseTable();
-  fShrinkThreshold = other.fShrinkThreshold;
-  fGrowThreshold = other.fGrowThreshold;
-  fMinSize = other.fMinSize;
-  fMaxSize = other.fMaxSize;
-  fEntryCount = other.fEntryCount;
-  fTableSize = other.fTableSize;
-  fSizeLock = other.fSizeLock;
-  fBuckets = other.fBuckets;
-  fOwnsTable = false;
+  copyFields(other, false);
   return *this;
 }
 
@@ -67,7 +50,7 @@ ThashTable& ThashTable::operator=(ThashTable&& other) {
 
 ThashTable::~ThashTable() { releaseTable(); }
 
-void ThashTable::takeOver(ThashTable& other) {
+void ThashTable::copyFields(const ThashTable& other, bool owns) {
   fShrinkThreshold = other.fShrinkThreshold;
   fGrowThreshold = other.fGrowThreshold;
   fMinSize = other.fMinSize;
@@ -76,7 +59,11 @@ void ThashTable::takeOver(ThashTable& other) {
   fTableSize = other.fTableSize;
   fSizeLock = other.fSizeLock;
   fBuckets = other.fBuckets;
-  fOwnsTable = other.fOwnsTable;
+  fOwnsTable = owns;
+}
+
+void ThashTable::takeOver(ThashTable& other) {
+  copyFields(other, other.fOwnsTable);
   // The source starts over, empty, with its configured limits.
   if (other.fSizeLock != nullptr) {
     other.fMinSize = other.fSizeLock->savedMinSize;

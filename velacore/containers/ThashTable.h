@@ -143,6 +143,8 @@ class ThashTable {
   /// Frees the buckets and lock record and deletes the remaining entries, when owned.
   void releaseTable();
   void takeOver(ThashTable& other);
+  /// Copies every field of `other`; `owns` says whether this table then owns what it points to.
+  void copyFields(const ThashTable& other, bool owns);
 
   unsigned fShrinkThreshold = 0;
   unsigned fGrowThreshold = 0;

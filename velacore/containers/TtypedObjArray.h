@@ -25,6 +25,7 @@
 #include <velacore/base/Texception.h>
 #include <velacore/containers/TobjArray.h>
 #include <velacore/containers/internal/TobjElementOps.h>
+#include <velacore/containers/internal/TtypedArrayAccess.h>
 
 #include <cstdint>
 #include <functional>
@@ -33,29 +34,29 @@
 #include <utility>
 
 template <class T>
-class TtypedObjArray : public TobjArray {
+class TtypedObjArray
+    : public vela::containers_internal::TtypedObjElements<
+          vela::containers_internal::TtypedArrayAccess<TobjArray, T>, T> {
+  using Base = vela::containers_internal::TtypedObjElements<
+      vela::containers_internal::TtypedArrayAccess<TobjArray, T>, T>;
+
   static_assert(alignof(T) <= 16, "array buffers are 16-byte aligned");
 
  public:
-  using value_type = T;
-  using iterator = T*;
-  using const_iterator = const T*;
-  using size_type = std::uint32_t;
-
   /// An empty array growing by `increment` elements.
-  explicit TtypedObjArray(std::uint32_t increment = kDefaultIncrement)
-      : TobjArray(sizeof(T), increment) {}
+  explicit TtypedObjArray(std::uint32_t increment = TobjArray::kDefaultIncrement)
+      : Base(sizeof(T), increment) {}
   /// A copy of `other`'s elements, with capacity equal to the size.
-  TtypedObjArray(const TtypedObjArray& other) : TobjArray(sizeof(T), other.incrementSize) {
-    copyElements(0, other.theArray, other.logicalUpperBound);
+  TtypedObjArray(const TtypedObjArray& other) : Base(sizeof(T), other.incrementSize) {
+    this->copyElements(0, other.theArray, other.logicalUpperBound);
   }
   /// Takes over `other`'s buffer; `other` is left empty.
-  TtypedObjArray(TtypedObjArray&& other) noexcept : TobjArray(sizeof(T), other.incrementSize) {
+  TtypedObjArray(TtypedObjArray&& other) noexcept : Base(sizeof(T), other.incrementSize) {
     TobjArray::swap(other);
   }
   /// Replaces the elements by copies of `other`'s (strong guarantee).
   TtypedObjArray& operator=(const TtypedObjArray& other) {
-    if (this != &other) copyElements(0, other.theArray, other.logicalUpperBound);
+    if (this != &other) this->copyElements(0, other.theArray, other.logicalUpperBound);
     return *this;
   }
   /// Exchanges contents with `other`.
@@ -63,13 +64,13 @@ class TtypedObjArray : public TobjArray {
     TobjArray::swap(other);
     return *this;
   }
-  ~TtypedObjArray() override { reset(); }
+  ~TtypedObjArray() override { this->reset(); }
 
   /// @name Building
   /// @{
   /// Replaces the contents by `size` copies of `value` (capacity exactly `size`).
   void createAndSet(const T& value, std::uint32_t size,
-                    std::uint32_t increment = kDefaultIncrement) {
+                    std::uint32_t increment = TobjArray::kDefaultIncrement) {
     TtypedObjArray fresh(increment);
     if (size != 0) {
       fresh.allocateArray(size);
@@ -81,9 +82,9 @@ class TtypedObjArray : public TobjArray {
   }
   /// Appends a copy of `value` (which may be an element of this array).
   void addLast(const T& value) {
-    if (logicalUpperBound < actualUpperBound) {
-      new (data() + logicalUpperBound) T(value);
-      ++logicalUpperBound;
+    if (this->logicalUpperBound < this->actualUpperBound) {
+      new (this->data() + this->logicalUpperBound) T(value);
+      ++this->logicalUpperBound;
     } else {
       T copy(value);
       appendSlow(std::move(copy));
@@ -91,9 +92,9 @@ class TtypedObjArray : public TobjArray {
   }
   /// Appends `value`, moving it.
   void addLast(T&& value) {
-    if (logicalUpperBound < actualUpperBound) {
-      new (data() + logicalUpperBound) T(std::move(value));
-      ++logicalUpperBound;
+    if (this->logicalUpperBound < this->actualUpperBound) {
+      new (this->data() + this->logicalUpperBound) T(std::move(value));
+      ++this->logicalUpperBound;
     } else if (isInside(&value)) {
       T copy(std::move(value));
       appendSlow(std::move(copy));
@@ -102,22 +103,24 @@ class TtypedObjArray : public TobjArray {
     }
   }
   /// Appends copies of `count` elements at `values`.
-  void addLast(const T* values, std::uint32_t count) { insert(values, count, logicalUpperBound); }
+  void addLast(const T* values, std::uint32_t count) {
+    insert(values, count, this->logicalUpperBound);
+  }
   /// Inserts a copy of `value` before position `index`; returns -1 (nothing changed) past the
   /// end.
   int insert(const T& value, std::uint32_t index) {
-    if (index > logicalUpperBound) return -1;
+    if (index > this->logicalUpperBound) return -1;
     if (isInside(&value)) {
       T copy(value);
       return insertMoved(std::move(copy), index);
     }
-    if (insertElement(index, 1) != 0) return -1;
-    data()[index] = value;
+    if (this->insertElement(index, 1) != 0) return -1;
+    this->data()[index] = value;
     return 0;
   }
   /// Inserts `value`, moving it, before position `index`; -1 past the end.
   int insert(T&& value, std::uint32_t index) {
-    if (index > logicalUpperBound) return -1;
+    if (index > this->logicalUpperBound) return -1;
     if (isInside(&value)) {
       T copy(std::move(value));
       return insertMoved(std::move(copy), index);
@@ -126,15 +129,15 @@ class TtypedObjArray : public TobjArray {
   }
   /// Inserts copies of `count` elements at `values` before position `index`; -1 past the end.
   int insert(const T* values, std::uint32_t count, std::uint32_t index) {
-    if (index > logicalUpperBound) return -1;
+    if (index > this->logicalUpperBound) return -1;
     if (count == 0) return 0;
     if (isInside(values)) {
       TtypedObjArray aside;
       aside.copy(values, count);
       return insert(aside.data(), count, index);
     }
-    insertElement(index, count);
-    for (std::uint32_t i = 0; i < count; ++i) data()[index + i] = values[i];
+    this->insertElement(index, count);
+    for (std::uint32_t i = 0; i < count; ++i) this->data()[index + i] = values[i];
     return 0;
   }
   /// @}
@@ -143,23 +146,23 @@ class TtypedObjArray : public TobjArray {
   /// @{
   /// The position of the first element equal to `value`, or kNoIndex.
   [[nodiscard]] std::uint32_t find(const T& value) const {
-    const T* p = data();
-    for (std::uint32_t i = 0; i < logicalUpperBound; ++i)
+    const T* p = this->data();
+    for (std::uint32_t i = 0; i < this->logicalUpperBound; ++i)
       if (p[i] == value) return i;
-    return kNoIndex;
+    return TobjArray::kNoIndex;
   }
   /// Finds the first element equal to `value`: 0 with its position, or kNotFound with `index` set to
   /// the size.
   [[nodiscard]] int find(const T& value, std::uint32_t& index) const {
     index = find(value);
-    if (index != kNoIndex) return 0;
-    index = logicalUpperBound;
-    return kNotFound;
+    if (index != TobjArray::kNoIndex) return 0;
+    index = this->logicalUpperBound;
+    return TobjArray::kNotFound;
   }
   /// Removes the first element equal to `value`; returns 0 or kNotFound.
   int remove(const T& value) {
     const std::uint32_t at = find(value);
-    return at == kNoIndex ? kNotFound : removeAt(at);
+    return at == TobjArray::kNoIndex ? TobjArray::kNotFound : this->removeAt(at);
   }
   /// @}
 
@@ -167,100 +170,57 @@ class TtypedObjArray : public TobjArray {
   /// @{
   /// Makes this array a copy of `source`.
   void copy(const TtypedObjArray& source) {
-    copyElements(0, source.theArray, source.logicalUpperBound);
+    this->copyElements(0, source.theArray, source.logicalUpperBound);
   }
   /// Makes this array a copy of up to `count` elements of `source` from `start` on.
   void copy(const TtypedObjArray& source, std::uint32_t start, std::uint32_t count) {
-    clip(source, start, count);
-    copyElements(0, source.data() + start, count);
+    this->clip(source, start, count);
+    this->copyElements(0, source.data() + start, count);
   }
   /// Makes this array hold copies of `count` elements at `values`.
-  void copy(const T* values, std::uint32_t count) { copyElements(0, values, count); }
+  void copy(const T* values, std::uint32_t count) { this->copyElements(0, values, count); }
   /// Appends copies of all of `source`.
   void catenate(const TtypedObjArray& source) {
-    copyElements(logicalUpperBound, source.theArray, source.logicalUpperBound);
+    this->copyElements(this->logicalUpperBound, source.theArray, source.logicalUpperBound);
   }
   /// Appends copies of up to `count` elements of `source` from `start` on.
   void catenate(const TtypedObjArray& source, std::uint32_t start, std::uint32_t count) {
-    clip(source, start, count);
-    copyElements(logicalUpperBound, source.data() + start, count);
+    this->clip(source, start, count);
+    this->copyElements(this->logicalUpperBound, source.data() + start, count);
   }
   /// Appends copies of `count` elements at `values`.
   void catenate(const T* values, std::uint32_t count) {
-    copyElements(logicalUpperBound, values, count);
+    this->copyElements(this->logicalUpperBound, values, count);
   }
   /// Exchanges contents (buffers, sizes, capacities, increments) with `other`.
   void swap(TtypedObjArray& other) noexcept { TobjArray::swap(other); }
   /// @}
 
-  /// @name Access (unchecked)
-  /// @{
-  [[nodiscard]] T& operator[](std::uint32_t i) { return data()[i]; }
-  [[nodiscard]] const T& operator[](std::uint32_t i) const { return data()[i]; }
-  /// The last element; the array must not be empty.
-  [[nodiscard]] T& last() { return data()[logicalUpperBound - 1]; }
-  [[nodiscard]] const T& last() const { return data()[logicalUpperBound - 1]; }
-  [[nodiscard]] T* data() { return static_cast<T*>(theArray); }
-  [[nodiscard]] const T* data() const { return static_cast<const T*>(theArray); }
-  [[nodiscard]] iterator begin() { return data(); }
-  [[nodiscard]] iterator end() { return data() + logicalUpperBound; }
-  [[nodiscard]] const_iterator begin() const { return data(); }
-  [[nodiscard]] const_iterator end() const { return data() + logicalUpperBound; }
-  [[nodiscard]] const_iterator cbegin() const { return data(); }
-  [[nodiscard]] const_iterator cend() const { return data() + logicalUpperBound; }
-  [[nodiscard]] bool empty() const { return logicalUpperBound == 0; }
-  [[nodiscard]] std::uint32_t size() const { return logicalUpperBound; }
-  /// @}
-
-  /// @name Element operations
-  /// @{
-  void construct(std::uint32_t from, std::uint32_t to) override { Ops::construct(data(), from, to); }
-  void destruct(std::uint32_t from, std::uint32_t to) override { Ops::destruct(data(), from, to); }
-  void shuffle(std::uint32_t index, int direction, std::uint32_t count) override {
-    Ops::shuffle(data(), logicalUpperBound, index, direction, count);
-  }
-  void initialize(void* from, void* to, std::uint32_t count) override {
-    Ops::initialize(static_cast<const T*>(from), static_cast<T*>(to), count);
-  }
-  void destroy(void* buffer, std::uint32_t count) override {
-    Ops::destroy(static_cast<T*>(buffer), count);
-  }
-  void relocate(void* from, void* to, std::uint32_t count) override {
-    Ops::relocate(static_cast<T*>(from), static_cast<T*>(to), count);
-  }
-  /// @}
-
  private:
-  using Ops = vela::containers_internal::TobjElementOps<T>;
-
   bool isInside(const T* p) const {
     const std::less<const T*> before;
-    return !before(p, data()) && before(p, data() + actualUpperBound);
+    return !before(p, this->data()) && before(p, this->data() + this->actualUpperBound);
   }
   // Appends `value` (not inside this array) when the capacity is used up.
   void appendSlow(T&& value) {
-    const std::uint32_t size = logicalUpperBound;
+    const std::uint32_t size = this->logicalUpperBound;
     if (size == 0xFFFFFFFFu) throw TmemoryException();
-    expandArray(size + 1);
+    this->expandArray(size + 1);
     try {
-      new (data() + size) T(std::move(value));
+      new (this->data() + size) T(std::move(value));
     } catch (...) {
-      logicalUpperBound = size;
+      this->logicalUpperBound = size;
       throw;
     }
   }
   // Inserts `value` (not inside this array) before `index` <= size.
   int insertMoved(T&& value, std::uint32_t index) {
-    if (index == logicalUpperBound) {
+    if (index == this->logicalUpperBound) {
       addLast(std::move(value));
       return 0;
     }
-    insertElement(index, 1);
-    data()[index] = std::move(value);
+    this->insertElement(index, 1);
+    this->data()[index] = std::move(value);
     return 0;
-  }
-  static void clip(const TtypedObjArray& source, std::uint32_t& start, std::uint32_t& count) {
-    if (start > source.size()) start = source.size();
-    if (count > source.size() - start) count = source.size() - start;
   }
 };

@@ -22,6 +22,7 @@
 
 #include <velacore/containers/TsortedArray.h>
 #include <velacore/containers/internal/TobjElementOps.h>
+#include <velacore/containers/internal/TtypedArrayAccess.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -29,26 +30,27 @@
 #include <utility>
 
 template <class T, class Less = std::less<T>>
-class TtypedSortedArray : public TsortedArray {
+class TtypedSortedArray
+    : public vela::containers_internal::TtypedObjElements<
+          vela::containers_internal::TtypedArrayView<TsortedArray, T>, T> {
+  using Base = vela::containers_internal::TtypedObjElements<
+      vela::containers_internal::TtypedArrayView<TsortedArray, T>, T>;
+
   static_assert(alignof(T) <= 16, "array buffers are 16-byte aligned");
 
  public:
-  using value_type = T;
-  using const_iterator = const T*;
-  using size_type = std::uint32_t;
-
   /// An empty sorted array.
   explicit TtypedSortedArray(bool allowDuplicates = false,
-                             std::uint32_t increment = kDefaultIncrement)
-      : TsortedArray(sizeof(T), increment, allowDuplicates) {}
+                             std::uint32_t increment = TobjArray::kDefaultIncrement)
+      : Base(sizeof(T), increment, allowDuplicates) {}
   /// A copy of `other` (elements and duplicates flag), capacity equal to the size.
   TtypedSortedArray(const TtypedSortedArray& other)
-      : TsortedArray(sizeof(T), other.incrementSize, other.fAllowDuplicates) {
-    copyElements(0, other.theArray, other.logicalUpperBound);
+      : Base(sizeof(T), other.incrementSize, other.fAllowDuplicates) {
+    this->copyElements(0, other.theArray, other.logicalUpperBound);
   }
   /// Takes over `other`'s buffer; `other` is left empty.
   TtypedSortedArray(TtypedSortedArray&& other) noexcept
-      : TsortedArray(sizeof(T), other.incrementSize, other.fAllowDuplicates) {
+      : Base(sizeof(T), other.incrementSize, other.fAllowDuplicates) {
     TobjArray::swap(other);
   }
   TtypedSortedArray& operator=(const TtypedSortedArray& other) {
@@ -59,20 +61,20 @@ class TtypedSortedArray : public TsortedArray {
     swap(other);
     return *this;
   }
-  ~TtypedSortedArray() override { reset(); }
+  ~TtypedSortedArray() override { this->reset(); }
 
   /// @name Inserting (0 on success, -1 when refused)
   /// @{
   /// Inserts `value` in order; refuses an equal value unless duplicates are allowed.
   int insert(const T& value) {
-    const std::uint32_t n = logicalUpperBound;
-    const T* p = data();
+    const std::uint32_t n = this->logicalUpperBound;
+    const T* p = this->data();
     std::uint32_t index;
     if (n == 0 || less(value, p[0])) {
       index = 0;
     } else if (less(p[n - 1], value)) {
       index = n;
-    } else if (search(value, index) == 0 && !fAllowDuplicates) {
+    } else if (search(value, index) == 0 && !this->fAllowDuplicates) {
       return -1;
     }
     return place(value, index);
@@ -80,10 +82,10 @@ class TtypedSortedArray : public TsortedArray {
   /// Inserts `value` at `index` if that keeps the order (and uniqueness without duplicates);
   /// otherwise returns -1 and changes nothing.
   int insert(const T& value, std::uint32_t index) {
-    const std::uint32_t n = logicalUpperBound;
+    const std::uint32_t n = this->logicalUpperBound;
     if (index > n) return -1;
-    const T* p = data();
-    if (fAllowDuplicates) {
+    const T* p = this->data();
+    if (this->fAllowDuplicates) {
       if (index > 0 && less(value, p[index - 1])) return -1;
       if (index < n && less(p[index], value)) return -1;
     } else {
@@ -93,35 +95,35 @@ class TtypedSortedArray : public TsortedArray {
     return place(value, index);
   }
   /// Appends `value` if it belongs at the end; -1 otherwise.
-  int addLast(const T& value) { return insert(value, logicalUpperBound); }
+  int addLast(const T& value) { return insert(value, this->logicalUpperBound); }
   /// Appends `value` without looking at the order; call sort() before searching again.
   void addLastUnsorted(const T& value) {
     T copy(value);
-    const std::uint32_t n = logicalUpperBound;
-    insertElement(n, 1);
-    data()[n] = std::move(copy);
+    const std::uint32_t n = this->logicalUpperBound;
+    this->insertElement(n, 1);
+    this->data()[n] = std::move(copy);
   }
   /// Restores the order after addLastUnsorted (stable); without duplicates, equal elements
   /// after the first are removed.
   void sort() {
-    T* p = data();
-    const std::uint32_t n = logicalUpperBound;
+    T* p = this->data();
+    const std::uint32_t n = this->logicalUpperBound;
     std::stable_sort(p, p + n, Less{});
-    if (!fAllowDuplicates && n > 1) {
+    if (!this->fAllowDuplicates && n > 1) {
       T* end = std::unique(p, p + n, [](const T& a, const T& b) { return !less(a, b); });
       const auto kept = static_cast<std::uint32_t>(end - p);
-      removeAt(kept, n - kept);
+      this->removeAt(kept, n - kept);
     }
   }
   /// Replaces the element at `index` by `value`, moving it to keep the order. Returns -1 (and
   /// changes nothing) when `index` is past the end or `value` would be a refused duplicate.
   int change(std::uint32_t index, const T& value) {
-    if (index >= logicalUpperBound) return -1;
+    if (index >= this->logicalUpperBound) return -1;
     std::uint32_t target;
-    if (search(value, target) == 0 && !fAllowDuplicates && target != index) return -1;
+    if (search(value, target) == 0 && !this->fAllowDuplicates && target != index) return -1;
     // Rotate the elements between the old and the new place by one, without reallocating.
     T fresh(value);
-    T* p = data();
+    T* p = this->data();
     if (target > index) {
       --target;  // the element's own place is vacated in front of it
       for (std::uint32_t i = index; i < target; ++i) p[i] = std::move(p[i + 1]);
@@ -144,20 +146,20 @@ class TtypedSortedArray : public TsortedArray {
   [[nodiscard]] int find(const T& value, std::uint32_t& index, std::uint32_t& count) const {
     count = 0;
     if (search(value, index) != 0) return -1;
-    const T* p = data();
-    for (std::uint32_t i = index; i < logicalUpperBound && !less(value, p[i]); ++i) ++count;
+    const T* p = this->data();
+    for (std::uint32_t i = index; i < this->logicalUpperBound && !less(value, p[i]); ++i) ++count;
     return 0;
   }
   /// The position of the first element equal to `value`, or kNoIndex.
   [[nodiscard]] std::uint32_t find(const T& value) const {
     std::uint32_t index;
-    return search(value, index) == 0 ? index : kNoIndex;
+    return search(value, index) == 0 ? index : TobjArray::kNoIndex;
   }
   /// Removes the first element equal to `value`; returns 0, or -1 when there is none.
   int remove(const T& value) {
     std::uint32_t index;
     if (search(value, index) != 0) return -1;
-    return removeAt(index);
+    return this->removeAt(index);
   }
   /// @}
 
@@ -165,59 +167,24 @@ class TtypedSortedArray : public TsortedArray {
   /// @{
   /// Makes this array a copy of `source` (elements and duplicates flag), capacity fitting.
   void copy(const TtypedSortedArray& source) {
-    copyElements(0, source.theArray, source.logicalUpperBound);
-    fAllowDuplicates = source.fAllowDuplicates;
+    this->copyElements(0, source.theArray, source.logicalUpperBound);
+    this->fAllowDuplicates = source.fAllowDuplicates;
   }
   /// Exchanges contents and duplicates flags with `other`.
   void swap(TtypedSortedArray& other) noexcept {
     TobjArray::swap(other);
-    swapFlags(other);
-  }
-  /// @}
-
-  /// @name Access (read-only, unchecked)
-  /// @{
-  [[nodiscard]] const T& operator[](std::uint32_t i) const { return data()[i]; }
-  /// The last (largest) element; the array must not be empty.
-  [[nodiscard]] const T& last() const { return data()[logicalUpperBound - 1]; }
-  [[nodiscard]] const T* data() const { return static_cast<const T*>(theArray); }
-  [[nodiscard]] const_iterator begin() const { return data(); }
-  [[nodiscard]] const_iterator end() const { return data() + logicalUpperBound; }
-  [[nodiscard]] const_iterator cbegin() const { return data(); }
-  [[nodiscard]] const_iterator cend() const { return data() + logicalUpperBound; }
-  [[nodiscard]] bool empty() const { return logicalUpperBound == 0; }
-  [[nodiscard]] std::uint32_t size() const { return logicalUpperBound; }
-  /// @}
-
-  /// @name Element operations
-  /// @{
-  void construct(std::uint32_t from, std::uint32_t to) override { Ops::construct(data(), from, to); }
-  void destruct(std::uint32_t from, std::uint32_t to) override { Ops::destruct(data(), from, to); }
-  void shuffle(std::uint32_t index, int direction, std::uint32_t count) override {
-    Ops::shuffle(data(), logicalUpperBound, index, direction, count);
-  }
-  void initialize(void* from, void* to, std::uint32_t count) override {
-    Ops::initialize(static_cast<const T*>(from), static_cast<T*>(to), count);
-  }
-  void destroy(void* buffer, std::uint32_t count) override {
-    Ops::destroy(static_cast<T*>(buffer), count);
-  }
-  void relocate(void* from, void* to, std::uint32_t count) override {
-    Ops::relocate(static_cast<T*>(from), static_cast<T*>(to), count);
+    this->swapFlags(other);
   }
   /// @}
 
  private:
-  using Ops = vela::containers_internal::TobjElementOps<T>;
-
   static bool less(const T& a, const T& b) { return Less{}(a, b); }
-  T* data() { return static_cast<T*>(theArray); }
 
   // Binary search; with duplicates the position walks back to the first equal element.
   int search(const T& value, std::uint32_t& index) const {
-    const T* p = data();
+    const T* p = this->data();
     std::int64_t low = 0;
-    std::int64_t high = std::int64_t(logicalUpperBound) - 1;
+    std::int64_t high = std::int64_t(this->logicalUpperBound) - 1;
     while (low <= high) {
       std::int64_t mid = (low + high) / 2;
       if (less(value, p[mid])) {
@@ -225,7 +192,7 @@ class TtypedSortedArray : public TsortedArray {
       } else if (less(p[mid], value)) {
         low = mid + 1;
       } else {
-        if (fAllowDuplicates)
+        if (this->fAllowDuplicates)
           while (mid > 0 && !less(p[mid - 1], value)) --mid;
         index = static_cast<std::uint32_t>(mid);
         return 0;
@@ -237,8 +204,8 @@ class TtypedSortedArray : public TsortedArray {
   // Inserts a copy of `value` (possibly an element of this array) before `index`.
   int place(const T& value, std::uint32_t index) {
     T copy(value);
-    insertElement(index, 1);
-    data()[index] = std::move(copy);
+    this->insertElement(index, 1);
+    this->data()[index] = std::move(copy);
     return 0;
   }
 };

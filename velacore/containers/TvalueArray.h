@@ -23,6 +23,7 @@
 #pragma once
 
 #include <velacore/containers/Tarray.h>
+#include <velacore/containers/internal/TtypedArrayAccess.h>
 
 #include <cstdint>
 #include <cstring>
@@ -32,20 +33,17 @@
 class Ttrigger;
 
 template <class T>
-class TvalueArray : public Tarray {
+class TvalueArray : public vela::containers_internal::TtypedArrayAccess<Tarray, T> {
+  using Access = vela::containers_internal::TtypedArrayAccess<Tarray, T>;
+
   static_assert(std::is_trivially_copyable_v<T>,
                 "TvalueArray moves elements as bytes; use TtypedObjArray for objects");
   static_assert(alignof(T) <= 16, "array buffers are 16-byte aligned");
 
  public:
-  using value_type = T;
-  using iterator = T*;
-  using const_iterator = const T*;
-  using size_type = std::uint32_t;
-
   /// An empty array growing by `increment` elements.
-  explicit TvalueArray(std::uint32_t increment = kDefaultIncrement)
-      : Tarray(sizeof(T), increment) {}
+  explicit TvalueArray(std::uint32_t increment = Tarray::kDefaultIncrement)
+      : Access(sizeof(T), increment) {}
   TvalueArray(const TvalueArray&) = default;
   TvalueArray(TvalueArray&&) noexcept = default;
   TvalueArray& operator=(const TvalueArray&) = default;
@@ -56,31 +54,31 @@ class TvalueArray : public Tarray {
   /// @{
   /// Replaces the contents by `size` copies of `value` (capacity exactly `size`).
   void createAndSet(const T& value, std::uint32_t size,
-                    std::uint32_t increment = kDefaultIncrement) {
+                    std::uint32_t increment = Tarray::kDefaultIncrement) {
     const T copy = value;
-    createAndInitialise(&copy, size, increment);
+    this->createAndInitialise(&copy, size, increment);
   }
   /// Appends `value` (which may be an element of this array).
   void addLast(const T& value) {
-    if (logicalUpperBound < actualUpperBound) {
-      data()[logicalUpperBound] = value;
-      ++logicalUpperBound;
+    if (this->logicalUpperBound < this->actualUpperBound) {
+      this->data()[this->logicalUpperBound] = value;
+      ++this->logicalUpperBound;
     } else {
-      addLastSlow(&value);
+      this->addLastSlow(&value);
     }
   }
   /// Appends `count` elements from `values`.
   void addLast(const T* values, std::uint32_t count) {
-    insertElement(values, logicalUpperBound, count);
+    this->insertElement(values, this->logicalUpperBound, count);
   }
   /// Inserts `value` before position `index`; returns -1 (nothing changed) past the end.
   int insert(const T& value, std::uint32_t index) {
     const T copy = value;
-    return insertElement(&copy, index, 1);
+    return this->insertElement(&copy, index, 1);
   }
   /// Inserts `count` elements from `values` before position `index`; -1 past the end.
   int insert(const T* values, std::uint32_t count, std::uint32_t index) {
-    return insertElement(values, index, count);
+    return this->insertElement(values, index, count);
   }
   /// @}
 
@@ -88,8 +86,8 @@ class TvalueArray : public Tarray {
   /// @{
   /// The position of the first element equal to `value`, or kNoIndex.
   [[nodiscard]] std::uint32_t find(const T& value) const {
-    const T* p = data();
-    const std::uint32_t n = logicalUpperBound;
+    const T* p = this->data();
+    const std::uint32_t n = this->logicalUpperBound;
     std::uint32_t i = 0;
     // Four at a time without early exits inside the group: fewer branches per element.
     for (; i + 4 <= n; i += 4) {
@@ -99,68 +97,49 @@ class TvalueArray : public Tarray {
     }
     for (; i < n; ++i)
       if (sameBits(p[i], value)) return i;
-    return kNoIndex;
+    return Tarray::kNoIndex;
   }
   /// Finds the first element equal to `value`: 0 with its position, or kNotFound with `index`
   /// set to the size.
   [[nodiscard]] int find(const T& value, std::uint32_t& index) const {
     index = find(value);
-    if (index != kNoIndex) return 0;
-    index = logicalUpperBound;
-    return kNotFound;
+    if (index != Tarray::kNoIndex) return 0;
+    index = this->logicalUpperBound;
+    return Tarray::kNotFound;
   }
   /// Removes the first element equal to `value`; returns 0 or kNotFound.
   int remove(const T& value) {
     const std::uint32_t at = find(value);
-    return at == kNoIndex ? kNotFound : removeAt(at);
+    return at == Tarray::kNoIndex ? Tarray::kNotFound : this->removeAt(at);
   }
   /// @}
 
   /// @name Copying (the capacity becomes exactly the resulting size)
   /// @{
   /// Makes this array a copy of `source`.
-  void copy(const TvalueArray& source) { copyElements(0, source.data(), source.size()); }
+  void copy(const TvalueArray& source) { this->copyElements(0, source.data(), source.size()); }
   /// Makes this array a copy of up to `count` elements of `source` from `start` on.
   void copy(const TvalueArray& source, std::uint32_t start, std::uint32_t count) {
-    clip(source, start, count);
-    copyElements(0, source.data() + start, count);
+    this->clip(source, start, count);
+    this->copyElements(0, source.data() + start, count);
   }
   /// Makes this array a copy of `count` elements at `values`.
-  void copy(const T* values, std::uint32_t count) { copyElements(0, values, count); }
+  void copy(const T* values, std::uint32_t count) { this->copyElements(0, values, count); }
   /// Appends all of `source`.
   void catenate(const TvalueArray& source) {
-    copyElements(logicalUpperBound, source.data(), source.size());
+    this->copyElements(this->logicalUpperBound, source.data(), source.size());
   }
   /// Appends up to `count` elements of `source` from `start` on.
   void catenate(const TvalueArray& source, std::uint32_t start, std::uint32_t count) {
-    clip(source, start, count);
-    copyElements(logicalUpperBound, source.data() + start, count);
+    this->clip(source, start, count);
+    this->copyElements(this->logicalUpperBound, source.data() + start, count);
   }
   /// Appends `count` elements at `values`.
   void catenate(const T* values, std::uint32_t count) {
-    copyElements(logicalUpperBound, values, count);
+    this->copyElements(this->logicalUpperBound, values, count);
   }
   /// Exchanges contents (buffers, sizes, capacities, increments) with `other`.
   void swap(TvalueArray& other) noexcept { Tarray::swap(other); }
-  /// @}
-
-  /// @name Access (unchecked)
-  /// @{
-  [[nodiscard]] T& operator[](std::uint32_t i) { return data()[i]; }
-  [[nodiscard]] const T& operator[](std::uint32_t i) const { return data()[i]; }
-  /// The last element; the array must not be empty.
-  [[nodiscard]] T& last() { return data()[logicalUpperBound - 1]; }
-  [[nodiscard]] const T& last() const { return data()[logicalUpperBound - 1]; }
-  [[nodiscard]] T* data() { return static_cast<T*>(theArray); }
-  [[nodiscard]] const T* data() const { return static_cast<const T*>(theArray); }
-  [[nodiscard]] iterator begin() { return data(); }
-  [[nodiscard]] iterator end() { return data() + logicalUpperBound; }
-  [[nodiscard]] const_iterator begin() const { return data(); }
-  [[nodiscard]] const_iterator end() const { return data() + logicalUpperBound; }
-  [[nodiscard]] const_iterator cbegin() const { return data(); }
-  [[nodiscard]] const_iterator cend() const { return data() + logicalUpperBound; }
-  [[nodiscard]] bool empty() const { return logicalUpperBound == 0; }
-  [[nodiscard]] std::uint32_t size() const { return logicalUpperBound; }
   /// @}
 
  private:
@@ -188,11 +167,6 @@ class TvalueArray : public Tarray {
     } else {
       return std::memcmp(&a, &b, sizeof(T)) == 0;
     }
-  }
-  // Cuts [start, start + count) to the elements `source` has.
-  static void clip(const TvalueArray& source, std::uint32_t& start, std::uint32_t& count) {
-    if (start > source.size()) start = source.size();
-    if (count > source.size() - start) count = source.size() - start;
   }
 };
 

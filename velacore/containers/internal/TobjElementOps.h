@@ -1,5 +1,6 @@
 // The element operations of a typed object array, written once for TtypedObjArray and
-// TtypedSortedArray. Each leaves no half-built element behind when a constructor throws.
+// TtypedSortedArray, and the layer that overrides TobjArray's hooks with them. Each operation
+// leaves no half-built element behind when a constructor throws.
 #pragma once
 
 #include <cstdint>
@@ -60,6 +61,39 @@ struct TobjElementOps {
       destroy(from, count);
     }
   }
+};
+
+// The overrides of TobjArray's element operations in terms of TobjElementOps, over a typed
+// access layer (TtypedArrayView or TtypedArrayAccess) that supplies data().
+template <class Base, class T>
+class TtypedObjElements : public Base {
+  using Ops = TobjElementOps<T>;
+
+ public:
+  /// @name Element operations
+  /// @{
+  void construct(std::uint32_t from, std::uint32_t to) override {
+    Ops::construct(this->data(), from, to);
+  }
+  void destruct(std::uint32_t from, std::uint32_t to) override {
+    Ops::destruct(this->data(), from, to);
+  }
+  void shuffle(std::uint32_t index, int direction, std::uint32_t count) override {
+    Ops::shuffle(this->data(), this->logicalUpperBound, index, direction, count);
+  }
+  void initialize(void* from, void* to, std::uint32_t count) override {
+    Ops::initialize(static_cast<const T*>(from), static_cast<T*>(to), count);
+  }
+  void destroy(void* buffer, std::uint32_t count) override {
+    Ops::destroy(static_cast<T*>(buffer), count);
+  }
+  void relocate(void* from, void* to, std::uint32_t count) override {
+    Ops::relocate(static_cast<T*>(from), static_cast<T*>(to), count);
+  }
+  /// @}
+
+ protected:
+  using Base::Base;
 };
 
 }  // namespace vela::containers_internal

@@ -107,21 +107,16 @@ inline void storeOne(void* destination, const void* source, std::uint32_t object
 }  // namespace
 
 Tarray::Tarray(std::uint32_t objectSize_, std::uint32_t incrementSize_)
-    : objectSize(objectSize_), incrementSize(incrementSize_) {
+    : TarrayBuffer(objectSize_, incrementSize_) {
   assert(objectSize_ > 0 && "an array element needs at least one byte");
 }
 
-Tarray::Tarray(const Tarray& other) : objectSize(other.objectSize),
-                                      incrementSize(other.incrementSize) {
+Tarray::Tarray(const Tarray& other) : TarrayBuffer(other.objectSize, other.incrementSize) {
   if (other.logicalUpperBound != 0) copyElements(0, other.theArray, other.logicalUpperBound);
 }
 
-Tarray::Tarray(Tarray&& other) noexcept
-    : theArray(other.theArray), objectSize(other.objectSize),
-      logicalUpperBound(other.logicalUpperBound), actualUpperBound(other.actualUpperBound),
-      incrementSize(other.incrementSize) {
-  other.theArray = nullptr;
-  other.logicalUpperBound = other.actualUpperBound = 0;
+Tarray::Tarray(Tarray&& other) noexcept : TarrayBuffer(other.objectSize, other.incrementSize) {
+  swapBuffers(other);
 }
 
 Tarray& Tarray::operator=(const Tarray& other) {
@@ -336,13 +331,7 @@ void Tarray::reset() {
   logicalUpperBound = actualUpperBound = 0;
 }
 
-void Tarray::swap(Tarray& other) noexcept {
-  assert(objectSize == other.objectSize && "arrays of different element sizes");
-  std::swap(theArray, other.theArray);
-  std::swap(logicalUpperBound, other.logicalUpperBound);
-  std::swap(actualUpperBound, other.actualUpperBound);
-  std::swap(incrementSize, other.incrementSize);
-}
+void Tarray::swap(Tarray& other) noexcept { swapBuffers(other); }
 
 void Tarray::setArray(void* buffer, std::uint32_t size, std::uint32_t capacity) {
   assert(size <= capacity && (buffer != nullptr || capacity == 0));
@@ -352,11 +341,3 @@ void Tarray::setArray(void* buffer, std::uint32_t size, std::uint32_t capacity) 
   actualUpperBound = capacity;
 }
 
-void Tarray::footprint(Footprint& fp) const {
-  fp.addField("theArray", sizeof theArray);
-  fp.addField("objectSize", sizeof objectSize);
-  fp.addField("logicalUpperBound", sizeof logicalUpperBound);
-  fp.addField("actualUpperBound", sizeof actualUpperBound);
-  fp.addField("incrementSize", sizeof incrementSize);
-  fp.addReferenced(std::size_t(objectSize) * actualUpperBound);
-}

@@ -24,23 +24,15 @@
 // - Allocation failure throws TmemoryException and leaves the array as it was.
 #pragma once
 
-#include <velacore/base/Tfootprint.h>
+#include <velacore/containers/TarrayBuffer.h>
 
 #include <cstddef>
 #include <cstdint>
 
-class Tarray {
+class Tarray : public TarrayBuffer {
  public:
-  /// Blocks of at least this many bytes come from mapped memory, smaller ones from the heap.
-  static constexpr std::size_t kMappedBytes = 64512;
   /// Copies of at least this many bytes in copy/catenate use the parallel block move.
   static constexpr std::size_t kParallelCopyBytes = 15000;
-  /// The increment every typed array's default constructor passes.
-  static constexpr std::uint32_t kDefaultIncrement = 8;
-  /// Status of findElement/removeElement when no element matches.
-  static constexpr int kNotFound = 150;
-  /// The position that searches return when nothing is found.
-  static constexpr std::uint32_t kNoIndex = 0xFFFFFFFFu;
 
   /// An empty array of `objectSize`-byte elements, without a buffer.
   Tarray(std::uint32_t objectSize, std::uint32_t incrementSize);
@@ -111,36 +103,6 @@ class Tarray {
   void setArray(void* buffer, std::uint32_t size, std::uint32_t capacity);
   /// @}
 
-  /// @name Queries
-  /// @{
-  /// The element buffer (null when nothing is allocated).
-  [[nodiscard]] void* buffer() { return theArray; }
-  [[nodiscard]] const void* buffer() const { return theArray; }
-  /// The address of element `index` (unchecked).
-  [[nodiscard]] void* address(std::uint32_t index) {
-    return static_cast<char*>(theArray) + std::size_t(index) * objectSize;
-  }
-  [[nodiscard]] const void* address(std::uint32_t index) const {
-    return static_cast<const char*>(theArray) + std::size_t(index) * objectSize;
-  }
-  /// The number of elements in use.
-  [[nodiscard]] std::uint32_t length() const { return logicalUpperBound; }
-  [[nodiscard]] bool isEmpty() const { return logicalUpperBound == 0; }
-  /// Whether a buffer is allocated.
-  [[nodiscard]] bool isCreated() const { return theArray != nullptr; }
-  /// The number of elements allocated.
-  [[nodiscard]] std::uint32_t physicalSize() const { return actualUpperBound; }
-  [[nodiscard]] std::uint32_t sizeIncrement() const { return incrementSize; }
-  void setSizeIncrement(std::uint32_t increment) { incrementSize = increment; }
-  /// Bytes per element.
-  [[nodiscard]] std::uint32_t elementSize() const { return objectSize; }
-  /// Whether the buffer lives in mapped memory (else in the heap, or there is none).
-  [[nodiscard]] bool usesMappedMemory() const {
-    return std::size_t(actualUpperBound) * objectSize >= kMappedBytes;
-  }
-  /// Reports the fixed fields and the buffer's capacity in bytes.
-  void footprint(Footprint& fp) const;
-  /// @}
 
   /// A block of `bytes` of the kind an array uses for that size (mapped or heap), tagged
   /// "Arrays"; null for 0. Throws TmemoryException when refused.
@@ -151,12 +113,6 @@ class Tarray {
  protected:
   /// Appends one element when the capacity is used up (the slow half of the typed addLast).
   void addLastSlow(const void* source);
-
-  void* theArray = nullptr;
-  std::uint32_t objectSize;
-  std::uint32_t logicalUpperBound = 0;
-  std::uint32_t actualUpperBound = 0;
-  std::uint32_t incrementSize;
 
  private:
   // Resizes the buffer to exactly `capacity` elements, keeping the contents; throws

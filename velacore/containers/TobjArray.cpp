@@ -18,7 +18,7 @@ static_assert(TobjArray::kMappedBytes == kMappedBytes);
 }  // namespace
 
 TobjArray::TobjArray(std::uint32_t objectSize_, std::uint32_t incrementSize_)
-    : objectSize(objectSize_), incrementSize(incrementSize_) {
+    : TarrayBuffer(objectSize_, incrementSize_) {
   assert(objectSize_ > 0 && "an array element needs at least one byte");
 }
 
@@ -202,13 +202,7 @@ void TobjArray::resetLogicalSize() {
   logicalUpperBound = 0;
 }
 
-void TobjArray::swap(TobjArray& other) noexcept {
-  assert(objectSize == other.objectSize && "arrays of different element sizes");
-  std::swap(theArray, other.theArray);
-  std::swap(logicalUpperBound, other.logicalUpperBound);
-  std::swap(actualUpperBound, other.actualUpperBound);
-  std::swap(incrementSize, other.incrementSize);
-}
+void TobjArray::swap(TobjArray& other) noexcept { swapBuffers(other); }
 
 void TobjArray::setArray(void* buffer, std::uint32_t size, std::uint32_t capacity) {
   assert(size <= capacity && (buffer != nullptr || capacity == 0));
@@ -254,11 +248,3 @@ void TobjArray::copyElements(std::uint32_t start, const void* source, std::uint3
   logicalUpperBound = actualUpperBound = total;
 }
 
-void TobjArray::footprint(Footprint& fp) const {
-  fp.addField("theArray", sizeof theArray);
-  fp.addField("objectSize", sizeof objectSize);
-  fp.addField("logicalUpperBound", sizeof logicalUpperBound);
-  fp.addField("actualUpperBound", sizeof actualUpperBound);
-  fp.addField("incrementSize", sizeof incrementSize);
-  fp.addReferenced(std::size_t(objectSize) * actualUpperBound);
-}

@@ -387,14 +387,21 @@ void TnestedTimers::resetNestingInfo() {
 
 // ---- reports ----
 
+namespace {
+// Results are only meaningful once every level is closed; says so and answers true otherwise.
+template <class State>
+bool refuseWhileOpen(const State& s, TdebugOutput& sink) {
+  if (s.stack.empty()) return false;
+  sink.print("cannot print results, timers not closed (%d opened levels)\n",
+             static_cast<int>(s.stack.size()));
+  return true;
+}
+}  // namespace
+
 void TnestedTimers::dump(int mode, TdebugOutput* out) {
   TdebugOutput& sink = out != nullptr ? *out : TdebugOutput::sCout();
   Tstate& s = state();
-  if (!s.stack.empty()) {
-    sink.print("cannot print results, timers not closed (%d opened levels)\n",
-               static_cast<int>(s.stack.size()));
-    return;
-  }
+  if (refuseWhileOpen(s, sink)) return;
   const bool withInstances = (mode & kWithInstances) != 0;
   const double overhead = estimateTimerOverhead();
 
@@ -434,11 +441,7 @@ void TnestedTimers::dump(int mode, TdebugOutput* out) {
 void TnestedTimers::dumpNested(int mode, TdebugOutput* out) {
   TdebugOutput& sink = out != nullptr ? *out : TdebugOutput::sCout();
   Tstate& s = state();
-  if (!s.stack.empty()) {
-    sink.print("cannot print results, timers not closed (%d opened levels)\n",
-               static_cast<int>(s.stack.size()));
-    return;
-  }
+  if (refuseWhileOpen(s, sink)) return;
   if ((mode & (kNested | kNestedAverage)) == 0) mode |= kNested;
   const bool withInstances = (mode & kWithInstances) != 0;
   double grandTotal = 0.0;

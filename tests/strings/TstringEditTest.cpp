@@ -1,5 +1,6 @@
 // Tstring editing, escapes, line ends, paths, UTF-8, regexp, TcharString, and sharing between
 // threads.
+#include <velacore/containers/ThashFunction.h>
 #include <velacore/strings/TcharString.h>
 #include <velacore/strings/Tstring.h>
 
@@ -176,6 +177,7 @@ TEST(TstringThreads, SharedBodiesAndFirstConversion) {
     const std::string fixedUtf8 =
         "shared text \xC3\xA9 round " + std::to_string(round) + "\xEF\xBF\xBD";
     const Tstring other("shared text");
+    const unsigned expectedHash = ThashFunction::hash32(source.asC(), source.length(), 0);
     std::atomic<bool> go{false};
     std::atomic<int> bad{0};
     std::vector<std::thread> threads;
@@ -187,6 +189,7 @@ TEST(TstringThreads, SharedBodiesAndFirstConversion) {
           Tstring copy = source;
           Tstring copy2(copy);
           if (copy2 != source || copy2.compare(other) <= 0) bad.fetch_add(1);
+          if (copy.hash() != expectedHash) bad.fetch_add(1);  // first askers fill the cache
           if (i % 7 == t % 7 && std::string(copy.asUTF8()) != fixedUtf8) bad.fetch_add(1);
           if ((i + t) % 3 == 0) {
             // Character-level queries force the shared body's conversion.
@@ -194,7 +197,9 @@ TEST(TstringThreads, SharedBodiesAndFirstConversion) {
           }
           if (i % 5 == 0) {
             copy2.append("!");  // detaches: the shared body is not touched
-            if (copy2.length() != source.length() + 1) bad.fetch_add(1);
+            copy2 += other;
+            if (copy2.length() != source.length() + 1 + other.length()) bad.fetch_add(1);
+            if (copy2.hash() == expectedHash || source.hash() != expectedHash) bad.fetch_add(1);
           }
         }
       });

@@ -1,6 +1,7 @@
 // Tstring: sharing, the two text forms, comparison, search, splitting, numbers and formatting.
 #include <velacore/strings/Tstring.h>
 
+#include <velacore/containers/ThashFunction.h>
 #include <velacore/strings/TstringArray.h>
 
 #include <gtest/gtest.h>
@@ -12,6 +13,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <random>
 #include <string>
 #include <vector>
@@ -149,6 +151,36 @@ TEST_F(TstringTest, ByteOnlyWorkNeverConvertsToWide) {
   EXPECT_EQ(b.numChars(), 17u);  // the first character-level query converts, once
   EXPECT_EQ(b.at(1), u'l');
   EXPECT_EQ(Tstring::sWideConversionCount(), before + 1);
+}
+
+// The body remembers its hash; every kind of edit must make it forget, including edits of
+// the wide form and writes through asNonConstC.
+TEST_F(TstringTest, RememberedHashFollowsEveryEdit) {
+  auto fresh = [](const Tstring& s) { return ThashFunction::hash32(s.asC(), s.length(), 0); };
+  Tstring s("alpha");
+  const std::vector<std::function<void(Tstring&)>> edits = {
+      [](Tstring& t) { t.append("beta", 4); },
+      [](Tstring& t) { t += Tstring("gamma"); },
+      [](Tstring& t) { t.toUpperCase(); },
+      [](Tstring& t) { t.set(u"wide \u00E9 text"); },
+      [](Tstring& t) { t.appendW(u"\u20AC", 1); },
+      [](Tstring& t) { t.substitute(Tstring("e"), Tstring("E")); },
+      [](Tstring& t) { t.asNonConstC()[0] = 'Z'; },
+      [](Tstring& t) { t.resize(3); },
+      [](Tstring& t) { t.setDouble(2.5); },
+      [](Tstring& t) { t.setUTF8("\xC3\xA9t\xC3\xA9"); },
+      [](Tstring& t) { t.clear(); },
+      [](Tstring& t) { t = "again"; },
+  };
+  for (const auto& edit : edits) {
+    const unsigned before = s.hash();
+    ASSERT_EQ(before, fresh(s));
+    Tstring shared = s;  // the shared body keeps its text and its hash
+    edit(s);
+    EXPECT_EQ(s.hash(), fresh(s)) << s.asC();
+    EXPECT_EQ(shared.hash(), before);
+  }
+  EXPECT_EQ(Tstring().hash(), ThashFunction::hash32("", 0, 0));
 }
 
 TEST_F(TstringTest, WideAndNarrowFormsAgree) {

@@ -25,7 +25,7 @@ const QString& emptyWide() {
   return *sEmpty;
 }
 
-inline TstringBody* bodyOf(TstringRep* rep) { return static_cast<TstringBody*>(rep); }
+inline TtextObject* bodyOf(TstringRep* rep) { return static_cast<TtextObject*>(rep); }
 
 inline bool isAsciiBytes(const char* p, std::size_t n) {
   for (std::size_t i = 0; i < n; ++i)
@@ -54,13 +54,13 @@ const QString& TstringAccess::wide(const Tstring& s) {
 
 TtextObject& TstringAccess::detach(Tstring& s, bool keep) {
   if (s.fRep == nullptr) {
-    s.fRep = new TstringBody;
+    s.fRep = new TtextObject;
   } else if (s.fRep->fRefCount.load(std::memory_order_acquire) > 1) {
-    TstringBody* fresh = keep ? new TstringBody(bodyOf(s.fRep)->fText) : new TstringBody;
+    TtextObject* fresh = keep ? new TtextObject(*bodyOf(s.fRep)) : new TtextObject;
     Tstring::release(s.fRep);
     s.fRep = fresh;
   }
-  return bodyOf(s.fRep)->fText;
+  return *bodyOf(s.fRep);
 }
 
 std::string& TstringAccess::editNarrow(Tstring& s) {
@@ -83,16 +83,16 @@ void TstringAccess::setNarrow(Tstring& s, const char* bytes, std::size_t length)
     return;
   }
   if (s.fRep != nullptr && s.fRep->fRefCount.load(std::memory_order_acquire) == 1) {
-    TtextObject& t = bodyOf(s.fRep)->fText;
+    TtextObject& t = *bodyOf(s.fRep);
     if (t.state() == TtextObject::kWideOnly) t.fNarrow.clear();
     t.fNarrow.assign(bytes, length);  // safe when `bytes` lies inside fNarrow
     t.changed(TtextObject::kNarrowPending);
     return;
   }
   // Build the new body before letting go of the old one: the bytes may live in it.
-  auto* fresh = new TstringBody;
-  fresh->fText.fNarrow.assign(bytes, length);
-  fresh->fText.fState.store(TtextObject::kNarrowPending, std::memory_order_relaxed);
+  auto* fresh = new TtextObject;
+  fresh->fNarrow.assign(bytes, length);
+  fresh->fState.store(TtextObject::kNarrowPending, std::memory_order_relaxed);
   Tstring::release(s.fRep);
   s.fRep = fresh;
 }
@@ -172,7 +172,7 @@ int Tstring::set(const char16_t* wide, unsigned int length) {
 void Tstring::clear() {
   if (fRep == nullptr) return;
   if (fRep->fRefCount.load(std::memory_order_acquire) == 1) {
-    TtextObject& t = bodyOf(fRep)->fText;
+    TtextObject& t = *bodyOf(fRep);
     t.fNarrow.clear();
     t.fWide.clear();
     t.changed(TtextObject::kSynced);
@@ -199,54 +199,34 @@ void Tstring::resize(unsigned int byteLength) {
 
 void Tstring::shrink() {
   if (fRep == nullptr || fRep->fRefCount.load(std::memory_order_acquire) != 1) return;
-  TtextObject& t = bodyOf(fRep)->fText;
+  TtextObject& t = *bodyOf(fRep);
   if (t.narrowValid()) t.fNarrow.shrink_to_fit();
   if (t.wideValid()) t.fWide.squeeze();
 }
 
 // ---- appending ---------------------------------------------------------------------------
 
-int Tstring::catenate(const char* bytes, unsigned int length) {
-  // The common case first: bytes onto a body held by this string alone whose byte form is
-  // current (std::string::append copes with `bytes` inside the text).
-  if (fRep != nullptr && bytes != nullptr && length != 0 &&
-      fRep->fRefCount.load(std::memory_order_acquire) == 1) {
-    TtextObject& t = bodyOf(fRep)->fText;
-    if (t.fState.load(std::memory_order_relaxed) != TtextObject::kWideOnly) {
-      t.fNarrow.append(bytes, length);
-      t.changed(TtextObject::kNarrowPending);
-      return 0;
-    }
-  }
-  return TstringAccess::catenateSlow(*this, bytes, length);
-}
-
-__attribute__((noinline)) int TstringAccess::catenateSlow(Tstring& s, const char* bytes,
-                                                          unsigned int length) {
+int Tstring::catenateSlow(const char* bytes, unsigned int length) {
   if (bytes == nullptr || length == 0) return 0;
-  if (s.isEmpty()) {
-    setNarrow(s, bytes, length);
+  if (isEmpty()) {
+    TstringAccess::setNarrow(*this, bytes, length);
     return 0;
   }
-  TtextObject* cur = text(s);
+  TtextObject* cur = TstringAccess::text(*this);
   if (cur->state() == TtextObject::kWideOnly) {
     QString tail = TtextObject::decode(bytes, length);  // decoded before `bytes` may move
-    editWide(s).append(tail);
+    TstringAccess::editWide(*this).append(tail);
     return 0;
   }
   // A shared body: the new one takes both pieces at once.
-  auto* fresh = new TstringBody;
-  std::string& n = fresh->fText.fNarrow;
+  auto* fresh = new TtextObject;
+  std::string& n = fresh->fNarrow;
   n.reserve(cur->fNarrow.size() + length);
   n.append(cur->fNarrow).append(bytes, length);
-  fresh->fText.fState.store(TtextObject::kNarrowPending, std::memory_order_relaxed);
-  Tstring::release(s.fRep);
-  s.fRep = fresh;
+  fresh->fState.store(TtextObject::kNarrowPending, std::memory_order_relaxed);
+  release(fRep);
+  fRep = fresh;
   return 0;
-}
-
-void Tstring::catenate(const char* bytes) {
-  if (bytes != nullptr) catenate(bytes, static_cast<unsigned int>(std::strlen(bytes)));
 }
 
 int Tstring::catenate(TstringId id) {
@@ -254,7 +234,7 @@ int Tstring::catenate(TstringId id) {
   return 0;
 }
 
-int Tstring::catenate(const Tstring& other) {
+int Tstring::catenateSlow(const Tstring& other) {
   if (other.isEmpty()) return 0;
   if (isEmpty()) {
     *this = other;
@@ -314,7 +294,7 @@ Tstring operator+(const char* a, const Tstring& b) {
 
 // ---- sizes and access --------------------------------------------------------------------
 
-unsigned int Tstring::length() const {
+unsigned int Tstring::lengthSlow() const {
   return static_cast<unsigned int>(TstringAccess::narrow(*this).size());
 }
 
@@ -322,9 +302,8 @@ unsigned int Tstring::numChars() const {
   return static_cast<unsigned int>(TstringAccess::wide(*this).size());
 }
 
-bool Tstring::isEmpty() const {
-  TtextObject* t = TstringAccess::text(*this);
-  if (t == nullptr) return true;
+bool Tstring::isEmptySlow() const {
+  const TtextObject* t = TstringAccess::text(*this);
   return t->narrowValid() ? t->fNarrow.empty() : t->fWide.isEmpty();
 }
 
@@ -352,12 +331,7 @@ unsigned int Tstring::last() const {
   return n == 0 ? 0 : n - 1;
 }
 
-const char* Tstring::asC() const {
-  TtextObject* t = TstringAccess::text(*this);
-  if (t == nullptr) return kNullStr;
-  t->syncNarrow();
-  return t->fNarrow.c_str();
-}
+const char* Tstring::asCSlow() const { return TstringAccess::narrow(*this).c_str(); }
 
 char* Tstring::asNonConstC() {
   if (fRep == nullptr) return const_cast<char*>(kNullStr);  // nothing to write: length 0
@@ -401,9 +375,9 @@ int Tstring::setUTF8(const char* utf8, unsigned int length, bool* ok) {
   return 0;
 }
 
-unsigned int Tstring::hash() const {
-  const std::string& n = TstringAccess::narrow(*this);
-  return ThashFunction::hash32(n.data(), static_cast<unsigned>(n.size()), 0);
+unsigned int Tstring::hashSlow() const {
+  TstringAccess::narrow(*this);  // makes the byte form current; the inline path does the rest
+  return hash();
 }
 
 void Tstring::footprint(Footprint& fp) const {
@@ -461,27 +435,10 @@ int Tstring::caseCompare(const Tstring& other) const {
 
 int Tstring::caseCompare(const char* bytes) const { return caseCompare(Tstring(bytes)); }
 
-namespace {
-
-__attribute__((noinline)) bool equalSlow(const Tstring& x, const Tstring& y) {
-  if (TstringAccess::text(x) == nullptr || TstringAccess::text(y) == nullptr)
-    return x.isEmpty() && y.isEmpty();
-  return TstringAccess::wide(x) == TstringAccess::wide(y);
-}
-
-}  // namespace
-
-bool Tstring::operator==(const Tstring& other) const {
-  if (fRep == other.fRep) return true;
-  if (fRep != nullptr && other.fRep != nullptr) {
-    const TtextObject& a = bodyOf(fRep)->fText;
-    const TtextObject& b = bodyOf(other.fRep)->fText;
-    if (a.narrowValid() && b.narrowValid()) {
-      const std::size_t n = a.fNarrow.size();
-      return n == b.fNarrow.size() && std::memcmp(a.fNarrow.data(), b.fNarrow.data(), n) == 0;
-    }
-  }
-  return equalSlow(*this, other);
+bool Tstring::equalSlow(const Tstring& other) const {
+  if (fRep == nullptr || other.fRep == nullptr) return isEmpty() && other.isEmpty();
+  // At least one holds only its wide form: compare as UTF-16.
+  return TstringAccess::wide(*this) == TstringAccess::wide(other);
 }
 
 bool Tstring::operator==(const char* bytes) const {

@@ -27,33 +27,82 @@
 //   body may be (the count is atomic and a shared body is never written).
 // - Pointers from `asC`, `asW` and `asUTF8` stay valid until this string is next changed or
 //   destroyed, like std::string::c_str().
+// - Writes through `asNonConstC` must be finished before the string is queried again: what the
+//   body remembers about its text (the wide form, the hash) is dropped when the pointer is
+//   handed out, not when the bytes change.
 // - Mixing byte and character positions is the classic mistake: `index` answers in bytes,
 //   `findstr` in UTF-16 units. They agree only for ASCII text.
 #pragma once
 
 #include <velacore/base/TstringCatalog.h>
+#include <velacore/containers/ThashFunction.h>
 
 #include <atomic>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <string>
 
 class Footprint;
 class Tstring;
 
-/// The header of a shared string body: the atomic reference count. The text itself lives in the
-/// derived body type, which only the strings sources know.
+/// The part of a shared string body that inline code reads: the count, the form state and the
+/// byte form. The wide form lives in the derived body type, which only the strings sources
+/// know. Not for use outside Tstring: the fields are public only so that Tstring's hot paths can
+/// be inline.
+///
+/// Form state: the byte form of a body whose state is not `kWideOnly` is never written while
+/// the body is shared (a lazy conversion of a shared body writes only the stale form), so a
+/// reader that sees such a state with an acquire load may read `fNarrow` directly.
 class TstringRep {
  public:
+  enum : uint32_t {
+    kSynced = 0,         ///< both forms current
+    kWideOnly = 1,       ///< only the wide form current; bytes are made on demand
+    kNarrowPending = 2,  ///< only the byte form current; the wide form is made on demand
+  };
+
   TstringRep(const TstringRep&) = delete;
   TstringRep& operator=(const TstringRep&) = delete;
 
+  /// Whether the byte form is current (acquire: it may just have been made by another thread).
+  [[nodiscard]] bool narrowValid() const {
+    return fState.load(std::memory_order_acquire) != kWideOnly;
+  }
+  /// Whether the wide form is current.
+  [[nodiscard]] bool wideValid() const {
+    return fState.load(std::memory_order_acquire) != kNarrowPending;
+  }
+
+  /// Records an edit of a body held by one string: the new form state; what was learnt about
+  /// the old text (its hash, its UTF-8 check or repair) is forgotten.
+  void changed(uint32_t newState) {
+    fState.store(newState, std::memory_order_relaxed);
+    fHash.store(0, std::memory_order_relaxed);
+    fUtf8Checked.store(false, std::memory_order_relaxed);
+    if (fRepairedUtf8.load(std::memory_order_relaxed) != nullptr) dropRepairedUtf8();
+  }
+
   /// Number of strings sharing this body; changed only atomically.
   std::atomic<uint32_t> fRefCount{1};
+  /// Which forms are current (see above).
+  std::atomic<uint32_t> fState{kSynced};
+  /// The hash of the byte form once asked for, 0 when not known yet.
+  std::atomic<uint32_t> fHash{0};
+  /// The byte form has been found well-formed UTF-8.
+  std::atomic<bool> fUtf8Checked{false};
+  /// The repaired UTF-8 of a malformed byte form, made once on demand.
+  std::atomic<std::string*> fRepairedUtf8{nullptr};
+  /// The byte form (valid unless the state is `kWideOnly`).
+  std::string fNarrow;
 
  protected:
   TstringRep() = default;
-  ~TstringRep() = default;
+  ~TstringRep() { delete fRepairedUtf8.load(std::memory_order_relaxed); }
+
+ private:
+  void dropRepairedUtf8() noexcept;
 };
 
 /// The line-end convention of a system kind, as used by `Tstring::clean`. The values are the
@@ -156,9 +205,36 @@ class Tstring {
 
   /// @name Appending
   /// @{
-  int catenate(const Tstring& other);
-  void catenate(const char* bytes);
-  int catenate(const char* bytes, unsigned int length);
+  int catenate(const Tstring& other) {
+    // Bytes onto bytes in a body held by this string alone: a plain byte append.
+    TstringRep* mine = fRep;
+    const TstringRep* theirs = other.fRep;
+    if (mine != nullptr && theirs != nullptr && mine != theirs &&
+        mine->fRefCount.load(std::memory_order_acquire) == 1 &&
+        mine->fState.load(std::memory_order_relaxed) != TstringRep::kWideOnly &&
+        theirs->narrowValid()) {
+      mine->fNarrow.append(theirs->fNarrow);
+      mine->changed(TstringRep::kNarrowPending);
+      return 0;
+    }
+    return catenateSlow(other);
+  }
+  void catenate(const char* bytes) {
+    if (bytes != nullptr) catenate(bytes, static_cast<unsigned int>(std::strlen(bytes)));
+  }
+  int catenate(const char* bytes, unsigned int length) {
+    // The common case: bytes onto a body held by this string alone whose byte form is current
+    // (std::string::append copes with `bytes` lying inside the text).
+    TstringRep* mine = fRep;
+    if (mine != nullptr && bytes != nullptr && length != 0 &&
+        mine->fRefCount.load(std::memory_order_acquire) == 1 &&
+        mine->fState.load(std::memory_order_relaxed) != TstringRep::kWideOnly) {
+      mine->fNarrow.append(bytes, length);
+      mine->changed(TstringRep::kNarrowPending);
+      return 0;
+    }
+    return catenateSlow(bytes, length);
+  }
   int catenate(TstringId id);
   int append(const Tstring& other) { return catenate(other); }
   void append(const char* bytes) { catenate(bytes); }
@@ -189,14 +265,22 @@ class Tstring {
   /// @name Sizes and access
   /// @{
   /// Bytes in the byte form (no conversion when only the byte form is current).
-  [[nodiscard]] unsigned int length() const;
+  [[nodiscard]] unsigned int length() const {
+    if (fRep == nullptr) return 0;
+    if (fRep->narrowValid()) return static_cast<unsigned int>(fRep->fNarrow.size());
+    return lengthSlow();
+  }
   [[nodiscard]] unsigned int size() const { return length(); }
   [[nodiscard]] unsigned int physicalSize() const { return length(); }
   /// `length() + 1`, room for the terminator.
   [[nodiscard]] unsigned int asCStoreSize() const { return length() + 1; }
   /// UTF-16 units (makes the wide form current first).
   [[nodiscard]] unsigned int numChars() const;
-  [[nodiscard]] bool isEmpty() const;
+  [[nodiscard]] bool isEmpty() const {
+    if (fRep == nullptr) return true;
+    if (fRep->narrowValid()) return fRep->fNarrow.empty();
+    return isEmptySlow();
+  }
   /// Whether every character is ASCII (true for the empty string).
   [[nodiscard]] bool isAscii() const;
   /// The UTF-16 unit at `index` (0 past the end).
@@ -208,7 +292,11 @@ class Tstring {
   /// `numChars() - 1`, 0 for the empty string.
   [[nodiscard]] unsigned int last() const;
   /// The NUL-terminated byte form; `kNullStr` when empty.
-  [[nodiscard]] const char* asC() const;
+  [[nodiscard]] const char* asC() const {
+    if (fRep == nullptr) return kNullStr;
+    if (fRep->narrowValid()) return fRep->fNarrow.c_str();
+    return asCSlow();
+  }
   /// The byte form, writable in place (detaches first; the wide form is redone when needed).
   [[nodiscard]] char* asNonConstC();
   /// The NUL-terminated UTF-16 form; a static empty string when empty.
@@ -221,8 +309,21 @@ class Tstring {
   /// given, sets it false (true otherwise).
   int setUTF8(const char* utf8, bool* ok = nullptr);
   int setUTF8(const char* utf8, unsigned int length, bool* ok = nullptr);
-  /// 32-bit hash of the byte form (MurmurHash3-based, seed 0).
-  [[nodiscard]] unsigned int hash() const;
+  /// 32-bit hash of the byte form (MurmurHash3-based, seed 0); remembered in the body until
+  /// the text changes.
+  [[nodiscard]] unsigned int hash() const {
+    if (fRep == nullptr) return ThashFunction::hash32(kNullStr, 0, 0);
+    if (fRep->narrowValid()) {
+      uint32_t h = fRep->fHash.load(std::memory_order_relaxed);
+      if (h == 0) {  // not known yet (or a text that really hashes to 0: recomputed each time)
+        h = ThashFunction::hash32(fRep->fNarrow.data(),
+                                  static_cast<unsigned>(fRep->fNarrow.size()), 0);
+        fRep->fHash.store(h, std::memory_order_relaxed);
+      }
+      return h;
+    }
+    return hashSlow();
+  }
   /// Adds the memory used by this string to `fp`.
   void footprint(Footprint& fp) const;
   /// @}
@@ -236,7 +337,16 @@ class Tstring {
   [[nodiscard]] int caseCompare(const Tstring& other) const;
   [[nodiscard]] int caseCompare(const char* bytes) const;
 
-  [[nodiscard]] bool operator==(const Tstring& other) const;
+  [[nodiscard]] bool operator==(const Tstring& other) const {
+    const TstringRep* a = fRep;
+    const TstringRep* b = other.fRep;
+    if (a == b) return true;
+    if (a != nullptr && b != nullptr && a->narrowValid() && b->narrowValid()) {
+      const std::size_t n = a->fNarrow.size();
+      return n == b->fNarrow.size() && std::memcmp(a->fNarrow.data(), b->fNarrow.data(), n) == 0;
+    }
+    return equalSlow(other);
+  }
   [[nodiscard]] bool operator!=(const Tstring& other) const { return !(*this == other); }
   [[nodiscard]] bool operator<(const Tstring& other) const { return compare(other) < 0; }
   [[nodiscard]] bool operator<=(const Tstring& other) const { return compare(other) <= 0; }
@@ -444,6 +554,15 @@ class Tstring {
   [[nodiscard]] const char* data() const { return asC(); }
   Tstring& doSubstitute(const Tstring& from, const Tstring& to, bool all);
   static bool regMatch(const char* text, const char* pattern);
+
+  // Out-of-line halves of the inline accessors above.
+  [[nodiscard]] unsigned int lengthSlow() const;
+  [[nodiscard]] bool isEmptySlow() const;
+  [[nodiscard]] const char* asCSlow() const;
+  [[nodiscard]] unsigned int hashSlow() const;
+  [[nodiscard]] bool equalSlow(const Tstring& other) const;
+  int catenateSlow(const char* bytes, unsigned int length);
+  int catenateSlow(const Tstring& other);
 
   static void release(TstringRep* rep) noexcept {
     if (rep != nullptr && rep->fRefCount.fetch_sub(1, std::memory_order_acq_rel) == 1)

@@ -148,3 +148,7 @@ const std::string& TtextObject::utf8() {
 uint64_t Tstring::sWideConversionCount() {
   return gWideConversions.load(std::memory_order_relaxed);
 }
+
+void TstringRep::dropRepairedUtf8() noexcept {
+  delete fRepairedUtf8.exchange(nullptr, std::memory_order_relaxed);
+}

@@ -1,15 +1,16 @@
 // TtextObject: the text held inside a Tstring body, and the body itself.
 //
 // Private to the strings sources (it includes Qt, which never appears in a public header). The
-// object keeps a byte form (UTF-8) and a wide form (UTF-16 in a QString) and a state saying which
-// of them is current:
+// body keeps a byte form (UTF-8) and a wide form (UTF-16 in a QString) and a state saying which
+// of them is current; the count, the state and the byte form sit in the public base TstringRep so
+// that Tstring's byte accessors, equality, hash and append can be inline:
 //   kSynced        both are current;
 //   kWideOnly      only the wide form is current; the byte form is made on demand;
 //   kNarrowPending only the byte form is current; the wide form is made on demand.
 // On-demand conversions of a body that may be shared run under one process-wide lock and publish
 // the new state with a release store, so readers that see the state also see the converted text.
 // A body held by one string only is edited freely by that string's owner; every such edit goes
-// through `changed`, which also forgets what was learnt about the old text's UTF-8.
+// through `changed`, which also forgets what was learnt about the old text (hash, UTF-8 check).
 #pragma once
 
 #include <velacore/strings/Tstring.h>
@@ -20,40 +21,30 @@
 #include <cstdint>
 #include <string>
 
-class TtextObject {
+class TtextObject : public TstringRep {
  public:
-  enum : uint32_t { kSynced = 0, kWideOnly = 1, kNarrowPending = 2 };
-
   TtextObject() = default;
-  /// Copies the forms that are current. Another thread may be converting `o` at this moment
-  /// (it writes only the form that is not current), so the stale form is never read.
-  TtextObject(const TtextObject& o) : fState(o.fState.load(std::memory_order_acquire)) {
-    const uint32_t s = fState.load(std::memory_order_relaxed);
-    if (s != kWideOnly) fNarrow = o.fNarrow;
+  /// Copies the forms that are current (into a body of its own, count 1). Another thread may
+  /// be converting `o` at this moment (it writes only the form that is not current), so the
+  /// stale form is never read.
+  TtextObject(const TtextObject& o) : TstringRep() {
+    const uint32_t s = o.fState.load(std::memory_order_acquire);
+    fState.store(s, std::memory_order_relaxed);
+    if (s != kWideOnly) {
+      fNarrow = o.fNarrow;
+      fHash.store(o.fHash.load(std::memory_order_relaxed), std::memory_order_relaxed);
+    }
     if (s != kNarrowPending) fWide = o.fWide;
   }
   TtextObject& operator=(const TtextObject&) = delete;
-  ~TtextObject() { delete fRepairedUtf8.load(std::memory_order_relaxed); }
+  ~TtextObject() = default;
 
   [[nodiscard]] uint32_t state() const { return fState.load(std::memory_order_acquire); }
-  [[nodiscard]] bool narrowValid() const { return state() != kWideOnly; }
-  [[nodiscard]] bool wideValid() const { return state() != kNarrowPending; }
 
   /// Makes the wide / byte form current (locks only when a conversion is due and the body
   /// may be shared; `alone` says that only the caller's string holds it).
   void syncWide(bool alone = false);
   void syncNarrow();
-
-  /// Records an edit of a body held by one string: the new form state; a UTF-8 check or repair
-  /// made for the old text is dropped.
-  void changed(uint32_t newState) {
-    fState.store(newState, std::memory_order_relaxed);
-    fUtf8Checked.store(false, std::memory_order_relaxed);
-    if (std::string* r = fRepairedUtf8.load(std::memory_order_relaxed)) {  // rare: no atomic RMW
-      fRepairedUtf8.store(nullptr, std::memory_order_relaxed);
-      delete r;
-    }
-  }
 
   /// The text as well-formed UTF-8: the byte form itself when it is well formed (the usual
   /// case, checked once per text), else a repaired copy made once, in which each malformed
@@ -65,28 +56,19 @@ class TtextObject {
   /// Converts UTF-16 to UTF-8.
   static void encode(const QString& wide, std::string& out);
 
-  std::string fNarrow;
+  /// The wide form (valid unless the state is `kNarrowPending`).
   QString fWide;
-  std::atomic<uint32_t> fState{kSynced};
-  /// The byte form has been found well-formed UTF-8.
-  std::atomic<bool> fUtf8Checked{false};
-  /// The repaired UTF-8 of a malformed byte form, published under the conversion lock.
-  std::atomic<std::string*> fRepairedUtf8{nullptr};
 };
 
-/// The heap body of a Tstring: the count (in the base) and the text.
-struct TstringBody : TstringRep {
-  TstringBody() = default;
-  explicit TstringBody(const TtextObject& t) : fText(t) {}
-  TtextObject fText;
-};
+/// The heap body of a Tstring: the count and byte form (in the base) and the wide form.
+using TstringBody = TtextObject;
 
 /// The strings sources' access to a Tstring's body.
 class TstringAccess {
  public:
   /// The text object, or null for the empty null string.
   static TtextObject* text(const Tstring& s) {
-    return s.fRep == nullptr ? nullptr : &static_cast<TstringBody*>(s.fRep)->fText;
+    return static_cast<TtextObject*>(s.fRep);
   }
   /// The current byte form (an empty string for null).
   static const std::string& narrow(const Tstring& s);
@@ -104,8 +86,6 @@ class TstringAccess {
   static void setNarrow(Tstring& s, const char* bytes, std::size_t length);
   /// Replaces the text by a wide string.
   static void setWide(Tstring& s, QString wide);
-  /// `Tstring::catenate` of bytes when the body is shared, null or holds only the wide form.
-  static int catenateSlow(Tstring& s, const char* bytes, unsigned int length);
   /// Drops the body (the string becomes null).
   static void drop(Tstring& s) {
     Tstring::release(s.fRep);

@@ -269,3 +269,28 @@ TEST_F(TcompactArenaTest, ReleasesFindTheirPageAmongManyInAnyOrder) {
   int local = 0;
   EXPECT_EQ(arena.indexOf(&local), -1) << "an address outside every page";
 }
+
+TEST_F(TcompactArenaTest, EveryBlockSizeFindsTheIndexThatDivisionGives) {
+  // Sizes that are and are not powers of two (the latter take a reciprocal multiply on release):
+  // every block of a full page maps back to offset / size, and comes back in shuffled order.
+  std::mt19937 rng(17);
+  for (std::size_t size = 8; size <= 1032; size += size < 96 ? 8 : 120) {
+    TcompactArena arena(size, 96 + size * 67, fPages, "Sizes");
+    std::vector<void*> blocks;
+    for (int i = 0; i < 67 * 2; ++i) blocks.push_back(arena.allocate());
+    for (void* p : blocks) {
+      const long index = arena.indexOf(p);
+      ASSERT_GE(index, 0) << size;
+      ASSERT_LT(index, 67) << size;
+    }
+    std::shuffle(blocks.begin(), blocks.end(), rng);
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+      ASSERT_TRUE(arena.deallocate(blocks[i])) << size;
+      if (i % 31 == 0) {
+        ASSERT_EQ(arena.checkConsistency(), 0) << size;
+      }
+    }
+    EXPECT_EQ(arena.allocatedMemory(), 0) << size;
+    arena.reset();
+  }
+}

@@ -14,55 +14,12 @@
 using vela::memory_internal::TarenaGuard;
 using vela::memory_internal::reportError;
 
-// Page header. The bit words follow it (the bits of the trailing partial word that stand for no
-// block are kept set, so that a full word is always all ones), then a summary with one bit per bit word (set while
-// that word has a clear bit), both together rounded to 16 bytes; then the blocks. The summary
-// turns the search for a free block in a crowded page into one count-trailing-zeros per 64 words.
-struct TcompactArena::TcompactPage {
-  TpageLinks links;
-  std::size_t inUse;
-  std::size_t capacity;
-  std::size_t hint;  // the slot after the last one handed out, in search order
-  char* first;
-  char* end;
-  std::size_t cursor;  // no word before this one has a clear bit
-  std::uint32_t* bits;
-  std::size_t partialBits;  // blocks in the trailing partial word
-  std::uint64_t* open;      // the summary: bit w set while bit word w has a clear bit
-
-  std::size_t fullWords() const { return capacity / 32; }
-  std::size_t words() const { return (capacity + 31) / 32; }
-  std::size_t summaryWords() const { return (words() + 63) / 64; }
-  bool isSet(std::size_t i) const { return (bits[i >> 5] >> (i & 31)) & 1; }
-  // The bits of word `w` that stand for blocks (all 32 but in the trailing partial word).
-  std::uint32_t wordMask(std::size_t w) const {
-    const std::uint32_t partial = (std::uint32_t(1) << (partialBits & 31)) - 1;
-    return w < fullWords() ? ~std::uint32_t(0) : partial;
-  }
-
-  // The first slot of the search order: bit 7 of a full word, or bit 0 of a lone partial word.
-  std::size_t firstSlot() const { return fullWords() > 0 ? 7 : 0; }
-
-  // The slot that follows `i` in search order: within a full word byte by byte from the low
-  // byte, each byte from bit 7 down; the trailing partial word from bit 0 up.
-  std::size_t nextSlot(std::size_t i) const {
-    const std::size_t word = i >> 5;
-    if (word >= fullWords()) return i + 1;  // partial word; capacity means none
-    if ((i & 7) != 0) return i - 1;
-    const std::size_t byte = (i & 31) >> 3;
-    if (byte < 3) return word * 32 + (byte + 1) * 8 + 7;
-    if (word + 1 < fullWords()) return (word + 1) * 32 + 7;
-    return (word + 1) * 32;  // the partial word's bit 0, or capacity
-  }
-};
-
 namespace {
 
-std::size_t bitWordBytes(std::size_t capacity) { return ((capacity + 31) / 32 * 4 + 7) & ~std::size_t(7); }
-
-// The bit words and the summary behind them, rounded to 16 bytes.
+// The bit words (one spare) and the summary behind them, rounded to 16 bytes.
+std::size_t bitWordBytes(std::size_t capacity) { return (capacity / 64 + 1) * 8; }
 std::size_t bitBytes(std::size_t capacity) {
-  const std::size_t summary = ((capacity + 31) / 32 + 63) / 64 * 8;
+  const std::size_t summary = ((capacity / 64 + 1) + 63) / 64 * 8;
   return (bitWordBytes(capacity) + summary + 15) & ~std::size_t(15);
 }
 
@@ -76,6 +33,8 @@ TcompactArena::TcompactArena(std::size_t blockSize, std::size_t pageSize, Talloc
   setNumBlocksPerPage(pageSize > kPageHeaderBytes ? (pageSize - kPageHeaderBytes) / fBlockSize : 1);
   if ((fBlockSize & (fBlockSize - 1)) == 0 && fBlockSize < (std::size_t(1) << 31))
     fShift = static_cast<unsigned>(__builtin_ctzll(fBlockSize));
+  else
+    fReciprocal = ~std::uint64_t(0) / fBlockSize + 1;  // never a power of two here: no overflow
 }
 
 TcompactArena::~TcompactArena() {
@@ -110,7 +69,7 @@ TcompactArena::TcompactPage* TcompactArena::makePage() {
     page = reinterpret_cast<TcompactPage*>(links);
     page->capacity = fBlocksPerPage;
     page->partialBits = fBlocksPerPage % 32;
-    page->bits = reinterpret_cast<std::uint32_t*>(reinterpret_cast<char*>(page) + kPageHeaderBytes);
+    page->bits = reinterpret_cast<std::uint64_t*>(reinterpret_cast<char*>(page) + kPageHeaderBytes);
     page->open = reinterpret_cast<std::uint64_t*>(reinterpret_cast<char*>(page->bits) + bitWordBytes(fBlocksPerPage));
     page->first = reinterpret_cast<char*>(page->bits) + bitBytes(fBlocksPerPage);
     page->end = page->first + fBlocksPerPage * fBlockSize;
@@ -120,74 +79,56 @@ TcompactArena::TcompactPage* TcompactArena::makePage() {
     releasePage(&page->links, pageBytesOf(this, &page->links));
     return nullptr;
   }
-  std::memset(page->bits, 0, page->words() * 4);
-  if (page->partialBits != 0) page->bits[page->words() - 1] = ~page->wordMask(page->words() - 1);
-  const std::size_t words = page->words();
-  for (std::size_t i = 0; i < page->summaryWords(); ++i)
-    page->open[i] = words - i * 64 >= 64 ? ~std::uint64_t(0) : (std::uint64_t(1) << (words - i * 64)) - 1;
+  // Positions from the capacity on stand for no block and stay set.
+  const std::size_t words = page->bitWords();
+  for (std::size_t w = 0; w < words; ++w) {
+    const std::size_t from = w * 64;
+    page->bits[w] = page->capacity >= from + 64 ? 0
+                    : page->capacity <= from   ? ~std::uint64_t(0)
+                                               : ~std::uint64_t(0) << (page->capacity - from);
+  }
+  for (std::size_t i = 0; i < page->summaryWords(); ++i) {
+    std::uint64_t summary = 0;
+    for (std::size_t w = i * 64; w < words && w < i * 64 + 64; ++w)
+      summary |= std::uint64_t(page->bits[w] != ~std::uint64_t(0)) << (w & 63);
+    page->open[i] = summary;
+  }
   page->inUse = 0;
-  page->hint = page->firstSlot();
+  page->hint = page->positionOf(page->capacity >= 32 ? 7 : 0);
   page->cursor = 0;
   return page;
 }
 
-inline void* TcompactArena::allocateIn(TcompactPage* page) {
-  std::size_t index = page->hint;
-  if (index >= page->capacity || page->isSet(index)) {
-    // The first word with a clear bit, from the summary.
-    std::size_t w = page->words();
-    for (std::size_t i = page->cursor >> 6, n = page->summaryWords(); i < n; ++i) {
-      if (page->open[i] != 0) {
-        w = i * 64 + static_cast<std::size_t>(__builtin_ctzll(page->open[i]));
-        break;
-      }
+void* TcompactArena::allocateIn(TcompactPage* page) {
+  if (void* p = takeFast(page)) return p;
+  // The first summary word with a set bit from the cursor on, and its first open bit word.
+  for (std::size_t i = page->cursor >> 6, n = page->summaryWords(); i < n; ++i) {
+    if (page->open[i] != 0) {
+      const std::size_t w = i * 64 + static_cast<std::size_t>(__builtin_ctzll(page->open[i]));
+      page->cursor = w;
+      return claim(page, w * 64 + static_cast<std::size_t>(__builtin_ctzll(~page->bits[w])));
     }
-    if (w == page->words()) {
-      assert(!"TcompactArena: page count out of step with its bits");
-      reportError("TcompactArena \"%s\": page %p has no free block", name() ? name() : "", static_cast<void*>(page));
-      return nullptr;
-    }
-    const std::uint32_t free = ~page->bits[w];
-    if (w < page->fullWords()) {
-      // The first byte with a clear bit, then its highest clear bit.
-      const unsigned byte = static_cast<unsigned>(__builtin_ctz(free)) >> 3;
-      const unsigned bits = (free >> (byte * 8)) & 0xFF;
-      const unsigned bit = 31u - static_cast<unsigned>(__builtin_clz(bits));
-      index = w * 32 + byte * 8 + bit;
-    } else {
-      index = w * 32 + static_cast<unsigned>(__builtin_ctz(free));
-    }
-    page->cursor = w;
-    assert(index < page->capacity && !page->isSet(index) && "compact page count out of step");
   }
-  const std::size_t word = index >> 5;
-  page->bits[word] |= std::uint32_t(1) << (index & 31);
-  // Branch-free: whether the word just filled up is as good as random here.
-  const std::uint64_t filled = page->bits[word] == ~std::uint32_t(0) ? 1 : 0;
-  page->open[word >> 6] &= ~(filled << (word & 63));
-  ++page->inUse;
-  page->hint = page->nextSlot(index);
-  ++fBlocksInUse;
-  if (fInUseCounter != nullptr) ++*fInUseCounter;
-  return page->first + index * fBlockSize;
+  assert(!"TcompactArena: page count out of step with its bits");
+  reportError("TcompactArena \"%s\": page %p has no free block", name() ? name() : "", static_cast<void*>(page));
+  return nullptr;
 }
 
-void* TcompactArena::allocate() {
+void* TcompactArena::allocateSlow() {
   TarenaGuard guard(fLock);
-  return allocateLocked();
+  void* p = allocateLocked();
+  if (p != nullptr && fInUseCounter != nullptr) ++*fInUseCounter;
+  return p;
 }
 
 void* TcompactArena::allocate(std::size_t) { return allocate(); }
 
 void* TcompactArena::allocate(std::size_t, std::size_t) { return allocate(); }
 
-inline void* TcompactArena::allocateLocked() {
+void* TcompactArena::allocateLocked() {
   if (usePurify()) {
     void* p = purifyAllocate(fBlockSize);
-    if (p != nullptr) {
-      ++fBlocksInUse;
-      if (fInUseCounter != nullptr) ++*fInUseCounter;
-    }
+    if (p != nullptr) ++fBlocksInUse;
     return p;
   }
   if (fCurrent != nullptr && fCurrent->inUse < fCurrent->capacity) return allocateIn(fCurrent);
@@ -205,25 +146,6 @@ inline void* TcompactArena::allocateLocked() {
   if (page == nullptr) return nullptr;
   fCurrent = page;
   return allocateIn(page);
-}
-
-inline TcompactArena::TcompactPage* TcompactArena::pageOf(const void* p) const {
-  // The last page that starts at or below p, by binary search in the address-sorted table. The
-  // search is branch-free (conditional moves, a fixed number of rounds for a given table size),
-  // since which half holds a released block cannot be predicted.
-  const auto c = reinterpret_cast<std::uintptr_t>(p);
-  std::size_t n = fTableCount;
-  if (n == 0) return nullptr;
-  TcompactPage* const* base = fTable;
-  while (n > 1) {
-    const std::size_t half = n / 2;
-    base = reinterpret_cast<std::uintptr_t>(base[half]) <= c ? base + half : base;
-    n -= half;
-  }
-  TcompactPage* page = *base;
-  return c >= reinterpret_cast<std::uintptr_t>(page->first) && c < reinterpret_cast<std::uintptr_t>(page->end)
-             ? page
-             : nullptr;
 }
 
 bool TcompactArena::enterInTable(TcompactPage* page) {
@@ -258,7 +180,7 @@ long TcompactArena::indexOf(const void* p) const {
   return static_cast<long>(fShift != 0 ? offset >> fShift : offset / fBlockSize);
 }
 
-inline void TcompactArena::releaseIn(TcompactPage* page, const void* p) {
+void TcompactArena::releaseIn(TcompactPage* page, const void* p) {
   const auto offset = static_cast<std::size_t>(static_cast<const char*>(p) - page->first);
   const std::size_t index = fShift != 0 ? offset >> fShift : offset / fBlockSize;
   if (index * fBlockSize != offset) {
@@ -271,9 +193,11 @@ inline void TcompactArena::releaseIn(TcompactPage* page, const void* p) {
     reportError("TcompactArena \"%s\": block %p was released already", name() ? name() : "", p);
     return;
   }
-  page->bits[index >> 5] &= ~(std::uint32_t(1) << (index & 31));
-  page->open[index >> 11] |= std::uint64_t(1) << ((index >> 5) & 63);
-  page->cursor = std::min(page->cursor, index >> 5);
+  const std::size_t pos = page->positionOf(index);
+  const std::size_t w = pos >> 6;
+  page->bits[w] &= ~(std::uint64_t(1) << (pos & 63));
+  page->open[w >> 6] |= std::uint64_t(1) << (w & 63);
+  page->cursor = std::min(page->cursor, w);
   --page->inUse;
   --fBlocksInUse;
   if (fInUseCounter != nullptr) --*fInUseCounter;
@@ -288,7 +212,7 @@ inline void TcompactArena::releaseIn(TcompactPage* page, const void* p) {
   }
 }
 
-inline bool TcompactArena::releaseLocal(void* p) {
+bool TcompactArena::releaseLocal(void* p) {
   TcompactPage* page = pageOf(p);
   if (page == nullptr) {
     // Every block of the saved page is free: a block there is being released a second time.
@@ -303,7 +227,7 @@ inline bool TcompactArena::releaseLocal(void* p) {
   return true;
 }
 
-bool TcompactArena::deallocate(void* p) {
+bool TcompactArena::deallocateSlow(void* p) {
   if (p == nullptr) return true;
   {
     TarenaGuard guard(fLock);
@@ -399,16 +323,21 @@ int TcompactArena::checkConsistency() const {
     if (l->prev != prev) fault("broken page list", page);
     if (page == fCurrent) currentSeen = true;
     std::size_t bits = 0;
-    for (std::size_t w = 0; w < page->words(); ++w)
-      bits += static_cast<std::size_t>(__builtin_popcount(page->bits[w] & page->wordMask(w)));
-    if (page->partialBits != 0 && (page->bits[page->words() - 1] | page->wordMask(page->words() - 1)) != ~0u)
-      fault("bits beyond the last block are clear", page);
-    if (bits != page->inUse) fault("in-use count does not match the bits", page);
-    for (std::size_t w = 0; w < page->words(); ++w) {
+    bool spareClear = false;
+    for (std::size_t w = 0; w < page->bitWords(); ++w) {
+      const std::size_t from = w * 64;
+      const std::uint64_t blocks = page->capacity >= from + 64 ? ~std::uint64_t(0)
+                                   : page->capacity <= from   ? 0
+                                                              : ~(~std::uint64_t(0) << (page->capacity - from));
+      bits += static_cast<std::size_t>(__builtin_popcountll(page->bits[w] & blocks));
+      spareClear |= (page->bits[w] | blocks) != ~std::uint64_t(0);
       const bool open = (page->open[w >> 6] >> (w & 63)) & 1;
-      if (open != (page->bits[w] != ~0u)) fault("free-word summary out of date", page);
-      if (page->bits[w] != ~0u && w < page->cursor) fault("search cursor skips a free block", page);
+      if (open != (page->bits[w] != ~std::uint64_t(0))) fault("free-word summary out of date", page);
+      if (page->bits[w] != ~std::uint64_t(0) && w < page->cursor) fault("search cursor skips a free block", page);
     }
+    if (spareClear) fault("bits beyond the last block are clear", page);
+    if (bits != page->inUse) fault("in-use count does not match the bits", page);
+    if (page->hint > page->capacity) fault("hint beyond the capacity", page);
     std::size_t slot = 0;
     while (slot < fTableCount && fTable[slot] != page) ++slot;
     if (slot == fTableCount) fault("page missing from the page table", page);

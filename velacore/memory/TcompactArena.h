@@ -2,10 +2,14 @@
 //
 // Blocks carry no header: a page holds a bit per block (set while in use), and a release finds
 // the block's page by binary search in an address-sorted table and the block's index from its
-// offset in the page (a shift when the block size is a power of two).
+// offset in the page (a shift when the block size is a power of two, a multiply by a precomputed
+// reciprocal otherwise).
 // Allocation tries a hint first (the slot that follows the last one handed out), so filling a
 // fresh page costs one bit test per block; otherwise a per-page summary (a bit per bit word)
-// leads straight to the first word with a free block.
+// leads straight to the first word with a free block. The bits are kept in search order (each
+// byte of a full 32-bit word mirrored), so "the next free slot" is one count-trailing-zeros.
+// The common allocate and release run inline; pages to make, pages that empty, bad pointers,
+// PURIFY mode and the locking variant go through the out-of-line paths.
 //
 //   TcompactArena arena(32, 65536, TmallocAllocator::mallocAllocator(), "Edges");
 //   void* edge = arena.allocate();
@@ -37,13 +41,22 @@ class TcompactArena : public TbaseArena {
 
   /// @name Blocks
   /// One block of blockSize() bytes; null when the allocator gives no page.
-  [[nodiscard]] void* allocate();
+  [[nodiscard]] void* allocate() {
+    TcompactPage* page = fCurrent;
+    if (fLock == nullptr && page != nullptr) {
+      if (void* p = takeFast(page)) return p;
+    }
+    return allocateSlow();
+  }
   /// One block; the size arguments are ignored (every block has the arena's size).
   [[nodiscard]] void* allocate(std::size_t size);
   [[nodiscard]] void* allocate(std::size_t size, std::size_t count);
   /// Releases a block. True when this arena (or another compact arena of the same name) owned
   /// it; false when nobody did and it was passed to `free`. Null is ignored (true).
-  bool deallocate(void* p);
+  bool deallocate(void* p) {
+    if (fLock == nullptr && releaseFast(p)) return true;
+    return deallocateSlow(p);
+  }
   /// Makes sure `count` more blocks can be handed out without a new page being made later.
   void preAllocate(std::size_t count);
   /// Releases every block and returns every page.
@@ -73,19 +86,126 @@ class TcompactArena : public TbaseArena {
  protected:
   /// Set by the thread-safe variant: every operation then runs under it.
   TmtCriticalSection* fLock = nullptr;
-  /// When set, kept equal to the number of blocks in use.
+  /// When set, kept equal to the number of blocks in use. Only the locking variant sets it (the
+  /// inline paths, which run only without a lock, leave it alone).
   int* fInUseCounter = nullptr;
   /// reset() without taking the lock.
   void resetLocked();
 
  private:
-  struct TcompactPage;
   friend class TbaseArena;
 
+  // Page header. The bit words follow it in *position* order: position p of a full 32-bit word
+  // is block index p ^ 7 (each byte mirrored, so the byte-then-highest-bit search order becomes
+  // ascending positions), the trailing partial word keeps index = position. Positions from the
+  // capacity up to the end of the bit words (one spare 64-bit word included) are kept set, so a
+  // word with a clear bit always has a free block and a hint at the capacity reads as taken. A
+  // summary with one bit per 64-bit bit word (set while the word has a clear bit) follows; then
+  // the blocks.
+  struct TcompactPage {
+    TpageLinks links;
+    std::size_t inUse;
+    std::size_t capacity;
+    std::size_t hint;  // the position after the last one handed out
+    char* first;
+    char* end;
+    std::size_t cursor;  // no 64-bit bit word before this one has a clear bit
+    std::uint64_t* bits;
+    std::size_t partialBits;  // blocks in the trailing partial 32-bit word
+    std::uint64_t* open;      // the summary: bit w set while bits[w] has a clear bit
+
+    // Index <-> position (the mapping is its own inverse).
+    [[nodiscard]] std::size_t positionOf(std::size_t index) const {
+      return index < (capacity & ~std::size_t(31)) ? index ^ 7 : index;
+    }
+    [[nodiscard]] std::size_t bitWords() const { return capacity / 64 + 1; }
+    [[nodiscard]] std::size_t summaryWords() const { return (bitWords() + 63) / 64; }
+    [[nodiscard]] bool isSet(std::size_t index) const {
+      const std::size_t pos = positionOf(index);
+      return (bits[pos >> 6] >> (pos & 63)) & 1;
+    }
+  };
+
+  // The block at position `pos` of `page`, marked in use.
+  char* claim(TcompactPage* page, std::size_t pos) {
+    const std::size_t w = pos >> 6;
+    const std::uint64_t word = page->bits[w] | (std::uint64_t(1) << (pos & 63));
+    page->bits[w] = word;
+    page->open[w >> 6] &= ~(std::uint64_t(word == ~std::uint64_t(0)) << (w & 63));
+    ++page->inUse;
+    page->hint = pos + 1;
+    ++fBlocksInUse;
+    return page->first + page->positionOf(pos) * fBlockSize;
+  }
+
+  // The hint, else the first free block the summary word under the cursor leads to; null when
+  // that finds nothing (a full page, or a free block beyond the first summary word).
+  void* takeFast(TcompactPage* page) {
+    std::size_t pos = page->hint;
+    if ((page->bits[pos >> 6] >> (pos & 63)) & 1) {
+      const std::size_t s = page->cursor >> 6;
+      const std::uint64_t summary = page->open[s];
+      if (summary == 0) return nullptr;
+      const std::size_t w = s * 64 + static_cast<std::size_t>(__builtin_ctzll(summary));
+      pos = w * 64 + static_cast<std::size_t>(__builtin_ctzll(~page->bits[w]));
+      page->cursor = w;
+    }
+    return claim(page, pos);
+  }
+
+  // The page whose block area holds p, by a branch-free binary search over the address-sorted
+  // page table (which half holds a released block cannot be predicted); null when none does.
+  TcompactPage* pageOf(const void* p) const {
+    const auto c = reinterpret_cast<std::uintptr_t>(p);
+    std::size_t n = fTableCount;
+    if (n == 0) return nullptr;
+    TcompactPage* const* base = fTable;
+    while (n > 1) {
+      const std::size_t half = n / 2;
+      base = reinterpret_cast<std::uintptr_t>(base[half]) <= c ? base + half : base;
+      n -= half;
+    }
+    TcompactPage* page = *base;
+    return c >= reinterpret_cast<std::uintptr_t>(page->first) && c < reinterpret_cast<std::uintptr_t>(page->end)
+               ? page
+               : nullptr;
+  }
+
+  // The index of the block at `offset` bytes into the block area (exact for offsets below 4 GiB;
+  // the callers check index * blockSize == offset).
+  [[nodiscard]] std::size_t indexAt(std::size_t offset) const {
+    if (fShift != 0) return offset >> fShift;
+    __extension__ typedef unsigned __int128 Twide;
+    return static_cast<std::size_t>((static_cast<Twide>(offset) * fReciprocal) >> 64);
+  }
+
+  // The release of a block of a page that stays in use; false (nothing changed) for anything
+  // else, which the out-of-line path then handles or reports.
+  bool releaseFast(void* p) {
+    TcompactPage* page = pageOf(p);
+    if (page == nullptr) return false;
+    const auto offset = static_cast<std::size_t>(static_cast<char*>(p) - page->first);
+    const std::size_t index = indexAt(offset);
+    const std::size_t pos = page->positionOf(index);
+    const std::size_t w = pos >> 6;
+    const std::uint64_t bit = std::uint64_t(1) << (pos & 63);
+    if (index * fBlockSize != offset || (page->bits[w] & bit) == 0 || page->inUse <= 1) return false;
+    page->bits[w] &= ~bit;
+    page->open[w >> 6] |= std::uint64_t(1) << (w & 63);
+    if (w < page->cursor) page->cursor = w;
+    --page->inUse;
+    --fBlocksInUse;
+    fAllFull = false;
+    // A full current page would send the next request on a walk: this page has room now.
+    if (fCurrent == nullptr || fCurrent->inUse == fCurrent->capacity) fCurrent = page;
+    return true;
+  }
+
+  void* allocateSlow();
+  bool deallocateSlow(void* p);
   void* allocateLocked();
   void* allocateIn(TcompactPage* page);
   TcompactPage* makePage();
-  TcompactPage* pageOf(const void* p) const;
   bool enterInTable(TcompactPage* page);
   void leaveTable(TcompactPage* page);
   bool releaseLocal(void* p);
@@ -97,6 +217,7 @@ class TcompactArena : public TbaseArena {
   std::size_t fBlockSize;
   std::size_t fBlocksPerPage = 1;
   unsigned fShift = 0;
+  std::uint64_t fReciprocal = 0;  // ceil(2^64 / block size) when the size is no power of two
   TcompactPage* fCurrent = nullptr;
   bool fAllFull = false;
   std::int64_t fBlocksInUse = 0;

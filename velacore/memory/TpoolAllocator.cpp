@@ -25,8 +25,8 @@ struct TpoolRegistry {
   TpoolAllocator** pools = nullptr;
   std::size_t count = 0;
   std::size_t capacity = 0;
-  std::uint64_t usedSlots = 0;  // bit per cache slot in use
-  std::uint64_t nextSerial = 1;
+  TpoolAllocator* slotOwner[vela::memory_internal::kPoolCacheSlots] = {};
+  vela::memory_internal::TpoolThreadCache* caches = nullptr;  // every thread's cache
 };
 
 TpoolRegistry& registry() {
@@ -36,6 +36,7 @@ TpoolRegistry& registry() {
 
 }  // namespace
 
+using vela::memory_internal::gPoolNoCache;
 using vela::memory_internal::TpoolMagazine;
 using vela::memory_internal::TpoolThreadCache;
 using vela::memory_internal::tPoolCache;
@@ -49,46 +50,60 @@ namespace {
 
 struct TcacheReaper {
   ~TcacheReaper() {
-    TpoolCacheAccess::flush(tPoolCache);
-    tPoolCache = nullptr;
+    TpoolThreadCache* cache = tPoolCache;
+    tPoolCache = &gPoolNoCache;
+    if (cache != &gPoolNoCache) TpoolCacheAccess::flush(cache);
   }
 };
 thread_local TcacheReaper tReaper;
-
-TpoolMagazine* magazineOf(int slot, bool create) {
-  TpoolThreadCache* cache = tPoolCache;
-  if (cache == nullptr) {
-    if (!create) return nullptr;
-    cache = static_cast<TpoolThreadCache*>(std::calloc(1, sizeof(TpoolThreadCache)));
-    if (cache == nullptr) return nullptr;
-    tPoolCache = cache;
-    (void)&tReaper;  // the first touch registers the thread-exit flush
-    static_cast<void>(tReaper);
-  }
-  return &cache->slots[slot];
-}
 
 void deleteBlocks(TpoolMagazine& m) {
   for (unsigned i = 0; i < m.count; ++i) ::operator delete(m.blocks[i]);
   m.count = 0;
 }
 
+// The calling thread's magazine for `slot`; with `create`, the thread's cache is made (and
+// listed) on first use. Null when there is none and none could be made.
+TpoolMagazine* magazineOf(int slot, bool create) {
+  TpoolThreadCache* cache = tPoolCache;
+  if (cache == &gPoolNoCache) {
+    if (!create) return nullptr;
+    cache = static_cast<TpoolThreadCache*>(std::calloc(1, sizeof(TpoolThreadCache)));
+    if (cache == nullptr) return nullptr;
+    for (int i = 0; i < vela::memory_internal::kPoolCacheSlots; ++i)
+      cache->slots[i].limit = vela::memory_internal::kPoolMagazineBlocks;
+    TpoolRegistry& r = registry();
+    {
+      TmtScopedLock guard(r.lock);
+      cache->next = r.caches;
+      if (r.caches != nullptr) r.caches->prev = cache;
+      r.caches = cache;
+    }
+    tPoolCache = cache;
+    static_cast<void>(tReaper);  // the first touch registers the thread-exit flush
+  }
+  return &cache->slots[slot];
+}
+
 }  // namespace
 
 void TpoolCacheAccess::flush(TpoolThreadCache* cache) {
-  if (cache == nullptr) return;
   TpoolRegistry& r = registry();
   {
     TmtScopedLock guard(r.lock);
-    for (TpoolMagazine& m : cache->slots) {
-      if (m.count == 0) continue;
-      bool alive = false;
-      for (std::size_t i = 0; i < r.count; ++i) alive |= r.pools[i] == m.owner && m.owner->fSerial == m.serial;
-      if (!alive) continue;
-      TmtScopedLock poolGuard(m.owner->fLock);
-      for (unsigned i = 0; i < m.count; ++i) m.owner->pushLocked(m.blocks[i]);
+    for (int slot = 0; slot < vela::memory_internal::kPoolCacheSlots; ++slot) {
+      TpoolMagazine& m = cache->slots[slot];
+      TpoolAllocator* owner = r.slotOwner[slot];
+      if (m.count == 0 || owner == nullptr) continue;
+      TmtScopedLock poolGuard(owner->fLock);
+      for (unsigned i = 0; i < m.count; ++i) owner->pushLocked(m.blocks[i]);
       m.count = 0;
     }
+    if (cache->prev != nullptr)
+      cache->prev->next = cache->next;
+    else
+      r.caches = cache->next;
+    if (cache->next != nullptr) cache->next->prev = cache->prev;
   }
   for (TpoolMagazine& m : cache->slots) deleteBlocks(m);
   std::free(cache);
@@ -110,12 +125,15 @@ TpoolAllocator::TpoolAllocator(int blockBytes)
     r.capacity = grown;
   }
   r.pools[r.count++] = this;
-  fSerial = r.nextSerial++;
-  if (blockBytes <= static_cast<int>(kThreadCachedBytes) && ~r.usedSlots != 0) {
-    fCacheId = __builtin_ctzll(~r.usedSlots);
-    r.usedSlots |= std::uint64_t(1) << fCacheId;
-    fMagazineOffset = static_cast<std::size_t>(fCacheId) * sizeof(TpoolMagazine);
-    fCacheSerial = fSerial;
+  if (blockBytes <= static_cast<int>(kThreadCachedBytes)) {
+    for (int slot = 0; slot < vela::memory_internal::kPoolCacheSlots; ++slot) {
+      if (r.slotOwner[slot] == nullptr) {
+        r.slotOwner[slot] = this;
+        fCacheId = slot;
+        fMagazineOffset = static_cast<std::size_t>(slot) * sizeof(TpoolMagazine);
+        break;
+      }
+    }
   }
 }
 
@@ -129,29 +147,28 @@ TpoolAllocator::~TpoolAllocator() {
         break;
       }
     }
-    if (fCacheId >= 0) r.usedSlots &= ~(std::uint64_t(1) << fCacheId);
+    if (fCacheId >= 0) {
+      // Every thread's blocks of this pool go now, so the slot's next owner starts empty.
+      for (TpoolThreadCache* cache = r.caches; cache != nullptr; cache = cache->next)
+        deleteBlocks(cache->slots[fCacheId]);
+      r.slotOwner[fCacheId] = nullptr;
+    }
   }
-  freeThreadCache();
   cleanUpFreeList();
 }
 
 void TpoolAllocator::freeThreadCache() {
   if (fCacheId < 0) return;
-  TpoolMagazine* m = magazineOf(fCacheId, false);
-  if (m != nullptr && m->serial == fSerial) deleteBlocks(*m);
+  if (TpoolMagazine* m = magazineOf(fCacheId, false)) deleteBlocks(*m);
 }
 
 void* TpoolAllocator::allocateSlow() {
+  // The magazine first: making it takes the registry lock, which is never taken under a pool's.
+  TpoolMagazine* m = fCacheId >= 0 ? magazineOf(fCacheId, true) : nullptr;
   {
     TmtScopedLock guard(fLock);
     if (fCount != 0) {
       // Refill this thread's cache with a batch while the lock is held anyway.
-      TpoolMagazine* m = fCacheId >= 0 ? magazineOf(fCacheId, true) : nullptr;
-      if (m != nullptr && m->serial != fSerial) {
-        deleteBlocks(*m);
-        m->owner = this;
-        m->serial = fSerial;
-      }
       if (m != nullptr) {
         while (fCount > 1 && m->count < kMagazineBatch) m->blocks[m->count++] = fFreeList[--fCount];
       }
@@ -178,13 +195,7 @@ inline void TpoolAllocator::pushLocked(void* p) {
 
 void TpoolAllocator::freeSlow(void* p) {
   if (p == nullptr) return;
-  TpoolMagazine* m = fCacheId >= 0 ? magazineOf(fCacheId, true) : nullptr;
-  if (m != nullptr) {
-    if (m->serial != fSerial) {
-      deleteBlocks(*m);  // left by a pool that no longer exists
-      m->owner = this;
-      m->serial = fSerial;
-    }
+  if (TpoolMagazine* m = fCacheId >= 0 ? magazineOf(fCacheId, true) : nullptr) {
     if (m->count < kMagazineBlocks) {
       m->blocks[m->count++] = p;
       return;
@@ -221,7 +232,7 @@ std::size_t TpoolAllocator::cachedCount() const {
 std::size_t TpoolAllocator::threadCachedCount() const {
   if (fCacheId < 0) return 0;
   const TpoolMagazine* m = magazineOf(fCacheId, false);
-  return m != nullptr && m->serial == fSerial ? m->count : 0;
+  return m != nullptr ? m->count : 0;
 }
 
 std::size_t TpoolAllocator::capacity() const {

@@ -14,11 +14,12 @@
 // Pools of small blocks (up to 512 bytes) keep a few freed blocks per thread in front of the
 // shared list, so that an allocate/free cycle on one thread takes no lock at all; the shared list
 // behind it (and its limit) works as described above. That per-thread step is inline in this
-// header (a thread-local load, two compares and an array access), so a hot cycle makes no call.
+// header (a thread-local load, one compare and an array access), so a hot cycle makes no call.
 //
 // Hazards: blocks are 8-byte granular and new-aligned; a block from one pool must go back to a
 // pool of the same block size; resetAllPools() frees the shared lists of every pool and the
-// calling thread's own cache, while other threads keep their few cached blocks until they exit.
+// calling thread's own cache, while other threads keep their few cached blocks until they exit
+// or the pool is destroyed (which must not overlap with its use on any thread).
 #pragma once
 
 #include <velacore/base/TmtCriticalSection.h>
@@ -35,23 +36,32 @@ constexpr int kPoolCacheSlots = 64;
 /// Blocks a thread keeps per pool.
 constexpr unsigned kPoolMagazineBlocks = 32;
 
-/// A thread's cached blocks of one pool. `owner`/`serial` name the pool the blocks belong to; a
-/// mismatch means that pool is gone and the blocks are plain heap blocks to be deleted.
+/// A thread's cached blocks of one pool: the pool that holds the slot now. A pool empties the
+/// magazines of its slot in every thread when it is destroyed, so a magazine never holds blocks
+/// of an earlier owner. `limit` is 0 in the spare magazine of pools without a slot and in the
+/// shared placeholder cache, so that the inline free never stores there.
 struct TpoolMagazine {
-  TpoolAllocator* owner;
-  std::uint64_t serial;
   unsigned count;
+  unsigned limit;
   void* blocks[kPoolMagazineBlocks];
 };
 
-/// All magazines of one thread, made on the thread's first cached free and emptied at its exit.
+/// All magazines of one thread (one spare for pools without a slot), made on the thread's first
+/// cached free, listed process-wide, and emptied at the thread's exit.
 struct TpoolThreadCache {
-  TpoolMagazine slots[kPoolCacheSlots];
+  TpoolMagazine slots[kPoolCacheSlots + 1];
+  TpoolThreadCache* prev;
+  TpoolThreadCache* next;
 };
 
-/// The calling thread's cache, null until the thread first caches a block. A pointer, so that the
-/// static TLS block stays tiny; the initial-exec model makes the access a single load.
-inline thread_local TpoolThreadCache* tPoolCache __attribute__((tls_model("initial-exec"))) = nullptr;
+/// What a thread's cache pointer names until the thread makes its own cache: every magazine is
+/// empty and full at once, so both inline paths fall through to the out-of-line ones.
+inline TpoolThreadCache gPoolNoCache{};
+
+/// The calling thread's cache (the placeholder until the thread first caches a block). Never
+/// null, so the inline paths make one load of it and no test; the initial-exec model makes that
+/// load a single instruction.
+inline thread_local TpoolThreadCache* tPoolCache __attribute__((tls_model("initial-exec"))) = &gPoolNoCache;
 
 }  // namespace vela::memory_internal
 
@@ -71,21 +81,16 @@ class TpoolAllocator {
   /// A block of the pool's size: a cached one when there is one, else a new one. Throws
   /// std::bad_alloc (or TmemoryException) when memory is exhausted.
   [[nodiscard]] void* mpAlloc() {
-    if (vela::memory_internal::TpoolThreadCache* cache = vela::memory_internal::tPoolCache) {
-      vela::memory_internal::TpoolMagazine& m = magazine(cache);
-      if (m.serial == fCacheSerial && m.count != 0) return m.blocks[--m.count];
-    }
+    vela::memory_internal::TpoolMagazine& m = magazine(vela::memory_internal::tPoolCache);
+    if (m.count != 0) return m.blocks[--m.count];
     return allocateSlow();
   }
   /// Caches a block for reuse, or frees it when the cache is at the process limit. Null is ignored.
   void mpFree(void* p) {
-    vela::memory_internal::TpoolThreadCache* cache = vela::memory_internal::tPoolCache;
-    if (cache != nullptr && p != nullptr) {
-      vela::memory_internal::TpoolMagazine& m = magazine(cache);
-      if (m.serial == fCacheSerial && m.count < vela::memory_internal::kPoolMagazineBlocks) {
-        m.blocks[m.count++] = p;
-        return;
-      }
+    vela::memory_internal::TpoolMagazine& m = magazine(vela::memory_internal::tPoolCache);
+    if (m.count < m.limit && p != nullptr) {
+      m.blocks[m.count++] = p;
+      return;
     }
     freeSlow(p);
   }
@@ -123,10 +128,8 @@ class TpoolAllocator {
   void** fFreeList = nullptr;
   std::size_t fCapacity = 0;
   std::size_t fCount = 0;
-  int fCacheId = -1;             // slot in the per-thread caches, -1 for none
-  std::uint64_t fSerial = 0;     // unique per pool ever made: tells it from an earlier one in the slot
-  // The fast paths' view of the slot: its byte offset in a thread cache, and the serial a magazine
-  // must carry to be this pool's (never matches for a pool without a slot).
-  std::size_t fMagazineOffset = 0;
-  std::uint64_t fCacheSerial = ~std::uint64_t(0);
+  int fCacheId = -1;  // slot in the per-thread caches, -1 for none
+  // The inline paths' view of the slot: its byte offset in a thread cache (the spare magazine,
+  // always empty, for a pool without a slot).
+  std::size_t fMagazineOffset = std::size_t(vela::memory_internal::kPoolCacheSlots) * sizeof(vela::memory_internal::TpoolMagazine);
 };

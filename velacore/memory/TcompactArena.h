@@ -42,9 +42,9 @@ class TcompactArena : public TbaseArena {
   /// @name Blocks
   /// One block of blockSize() bytes; null when the allocator gives no page.
   [[nodiscard]] void* allocate() {
-    TcompactPage* page = fCurrent;
-    if (fLock == nullptr && page != nullptr) {
-      if (void* p = takeFast(page)) return p;
+    // The lock test comes first: a locking arena's fields may be changing under another thread.
+    if (fLock == nullptr && fCurrent != nullptr) {
+      if (void* p = takeFast(fCurrent)) return p;
     }
     return allocateSlow();
   }

@@ -174,11 +174,15 @@ inline void TvariantArena::unlink(Tblock* block) {
 
 inline TvariantArena::Tblock* TvariantArena::findFit(std::size_t size) {
   int bin = binOf(size);
-  // First fit among the first few entries of a bin whose blocks differ in size. In an exact bin
-  // (below 144 bytes) the first entry always fits, so the same loop takes it.
-  unsigned budget = std::max(fFitSearchLimit, 1u);
-  for (Tblock* b = fBins[bin]; b != nullptr && budget > 0; b = b->links()->next, --budget)
-    if (b->size() >= size) return b;
+  if (bin < kFirstSizedBin) {
+    // An exact bin: its first entry fits.
+    if (fBins[bin] != nullptr) return fBins[bin];
+  } else {
+    // First fit among the first few entries of a bin whose blocks differ in size.
+    unsigned budget = std::max(fFitSearchLimit, 1u);
+    for (Tblock* b = fBins[bin]; b != nullptr && budget > 0; b = b->links()->next, --budget)
+      if (b->size() >= size) return b;
+  }
   // Every block of a higher bin is large enough; take the first of the next non-empty one.
   for (++bin; bin < kBinCount;) {
     const std::uint64_t word = fBinMask[bin >> 6] & (~std::uint64_t(0) << (bin & 63));
@@ -262,7 +266,7 @@ void* TvariantArena::allocate(std::size_t size, std::size_t count, std::size_t e
 }
 
 __attribute__((always_inline)) inline void* TvariantArena::allocateLocked(std::size_t size, std::size_t minPage) {
-  if (size == 0 || size > kMaxRequest || minPage > kMaxRequest) return nullptr;
+  if (size - 1 >= kMaxRequest || minPage > kMaxRequest) return nullptr;  // 0 wraps around
   if (usePurify()) return purifyAllocate(size);
   const std::size_t rounded = roundRequest(size);
   Tblock* block = nullptr;

@@ -1,11 +1,15 @@
 // TdataHashTable against a standard-library model, over random mixes of every operation with
 // size locks in between; plus the unique/replace rules and values that own memory.
 #include <velacore/containers/TdataHashTable.h>
+#include <velacore/platform/TplatformLargePages.h>
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <random>
+#include <thread>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace {
@@ -155,4 +159,61 @@ TEST(TdataHashTable, ValuesThatOwnMemoryAreReleasedOnRemoveResetAndDestruction) 
   t.reset();
   for (unsigned i = 0; i < 40; ++i) t.insertReplace(Tstring::cFormatString("%u", i), "x");
   EXPECT_EQ(t.entryCount(), 40u);
+}
+
+// Big tables keep buckets and entry slabs in large-page mappings: grow across that boundary
+// and shrink back below it, on two threads at once (the mapping count is process-wide), with
+// every lookup checked against a standard set. Everything mapped is given back.
+TEST(TdataHashTable, BigTablesCrossTheLargePageBoundaryBothWays) {
+  const std::size_t mappedBefore = vela::platform::largePageBytesInUse();
+  auto run = [](unsigned seed, bool* ok) {
+    std::mt19937 rng(seed);
+    TdataHashTable<unsigned, int> table(0, 0xFFFFFFFF);
+    std::unordered_set<unsigned> model;
+    const unsigned n = 120000;  // 512 Ki buckets of 8 bytes: 4 MiB, beyond one large page
+    while (model.size() < n) {
+      const unsigned k = rng();
+      if (model.insert(k).second) table.insert(k, static_cast<int>(k ^ seed));
+    }
+    bool good = table.entryCount() == n && table.tableSize() == 512u * 1024;
+    good = good && vela::platform::largePageBytesInUse() > 0;
+    for (unsigned k : model) good = good && table.find(k) && *table.find(k) == int(k ^ seed);
+    for (unsigned i = 0; i < 1000; ++i) {
+      const unsigned k = rng();
+      good = good && (table.find(k) != nullptr) == (model.count(k) > 0);
+    }
+    // Shrink to small pages again, then refill the freed cells.
+    std::vector<unsigned> keys(model.begin(), model.end());
+    for (unsigned i = 0; i + 100 < keys.size(); ++i) good = good && table.remove(keys[i]);
+    good = good && table.entryCount() == 100 && table.tableSize() <= 1024;
+    for (unsigned i = 0; i + 100 < keys.size(); i += 7) table.insert(keys[i], 7);
+    for (unsigned i = 0; i < keys.size(); ++i) {
+      const int* v = table.find(keys[i]);
+      const bool present = i + 100 >= keys.size() || i % 7 == 0;
+      good = good && (v != nullptr) == present;
+      if (v != nullptr && i + 100 < keys.size()) good = good && *v == 7;
+    }
+    *ok = good;
+  };
+  bool ok[2] = {false, false};
+  std::thread other(run, 1u, &ok[1]);
+  run(2u, &ok[0]);
+  other.join();
+  EXPECT_TRUE(ok[0]);
+  EXPECT_TRUE(ok[1]);
+  EXPECT_EQ(vela::platform::largePageBytesInUse(), mappedBefore);
+}
+
+// A Tstring-to-int entry fits 32 bytes (the value fills the gap after the stored hash) and the
+// pool lays entries out from line boundaries, so no entry straddles two cache lines.
+TEST(TdataHashTable, SmallEntriesStayInOneCacheLine) {
+  EXPECT_EQ(sizeof(TdataHashTable<Tstring, int>::Tentry), 32u);
+  EXPECT_EQ(sizeof(TdataHashTable<unsigned, int>::Tentry), 32u);
+  TdataHashTable<Tstring, int> t(0, 0xFFFFFFFF);
+  for (int i = 0; i < 500; ++i) t.insert(Tstring::cFormatString("k%d", i), i);
+  std::unordered_set<std::uintptr_t> offsets;
+  t.forEach([&](const Tstring&, int& v) {
+    offsets.insert(reinterpret_cast<std::uintptr_t>(&v) % 32);
+  });
+  EXPECT_EQ(offsets.size(), 1u);
 }

@@ -64,18 +64,31 @@ struct ThashKey<Tstring> {
   [[nodiscard]] static bool equal(const Tstring& a, const Tstring& b) { return a == b; }
 };
 
+/// One key and its value in a TdataHashTable chain. A value of at most 4 bytes next to a
+/// wider-aligned key is laid out first, in the 4 bytes the base leaves after the hash: a
+/// Tstring-to-int entry then takes 32 bytes instead of 40, two to a cache line.
+template <class K, class V,
+          bool kValueFirst = (sizeof(V) <= 4 && alignof(V) <= 4 && alignof(K) > 4)>
+class TdataHashEntry : public ThashTableEntry {
+ public:
+  TdataHashEntry(const K& k, const V& v) : key(k), value(v) {}
+  K key;
+  V value;
+};
+template <class K, class V>
+class TdataHashEntry<K, V, true> : public ThashTableEntry {
+ public:
+  TdataHashEntry(const K& k, const V& v) : value(v), key(k) {}
+  V value;
+  K key;
+};
+
 template <class K, class V>
 class TdataHashTable : public ThashTable {
  public:
   using Tkey = ThashKey<K>;
-
   /// One key and its value, in the table's chain.
-  class Tentry : public ThashTableEntry {
-   public:
-    Tentry(const K& k, const V& v) : key(k), value(v) {}
-    K key;
-    V value;
-  };
+  using Tentry = TdataHashEntry<K, V>;
 
   /// @name Construction
   /// An empty table between `minSize` and `maxSize` buckets (see ThashTable).

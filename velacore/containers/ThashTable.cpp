@@ -1,6 +1,7 @@
 #include <velacore/containers/ThashTable.h>
 
 #include <velacore/base/Texception.h>
+#include <velacore/platform/TplatformLargePages.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -15,8 +16,27 @@ unsigned powerOfTwoAtLeast(unsigned n) {
   return p;
 }
 
+/// Whether a bucket array of `n` buckets lives in large pages. Big arrays are read at random,
+/// one line per lookup: with small pages nearly every read would also miss the translation
+/// cache. The choice depends on the size alone, so freeing needs no record of it.
+bool bucketsInLargePages(unsigned n) {
+  return std::size_t{n} * sizeof(ThashTableEntry*) >= vela::platform::largePageSize();
+}
+
+/// A cleared array of `n` buckets, or null.
 ThashTableEntry** allocateBuckets(unsigned n) {
+  if (bucketsInLargePages(n))
+    return static_cast<ThashTableEntry**>(
+        vela::platform::mapLargePages(std::size_t{n} * sizeof(ThashTableEntry*)));
   return static_cast<ThashTableEntry**>(std::calloc(n, sizeof(ThashTableEntry*)));
+}
+
+void freeBuckets(ThashTableEntry** buckets, unsigned n) {
+  if (buckets == nullptr) return;
+  if (bucketsInLargePages(n))
+    vela::platform::unmapLargePages(buckets, std::size_t{n} * sizeof(ThashTableEntry*));
+  else
+    std::free(buckets);
 }
 
 }  // namespace
@@ -78,7 +98,7 @@ void ThashTable::takeOver(ThashTable& other) {
 void ThashTable::releaseTable() {
   if (fOwnsTable) {
     forEachEntry([](ThashTableEntry* e) { delete e; });
-    std::free(fBuckets);
+    freeBuckets(fBuckets, fTableSize);
     delete fSizeLock;
   }
   fBuckets = nullptr;
@@ -92,7 +112,7 @@ void ThashTable::reinitializeTable() {
   if (fBuckets == nullptr || fTableSize != fMinSize) {
     ThashTableEntry** buckets = allocateBuckets(fMinSize);
     if (buckets != nullptr) {
-      if (fOwnsTable) std::free(fBuckets);
+      if (fOwnsTable) freeBuckets(fBuckets, fTableSize);
       fBuckets = buckets;
       fTableSize = fMinSize;
       fOwnsTable = true;
@@ -156,7 +176,7 @@ bool ThashTable::setTableSize(unsigned n) {
       }
     }
   }
-  std::free(fBuckets);
+  freeBuckets(fBuckets, fTableSize);
   fBuckets = buckets;
   fTableSize = n;
   setThresholds();
@@ -206,5 +226,6 @@ void ThashTable::footprint(Footprint& fp) const {
   fp.addField("counts", sizeof(fEntryCount) + sizeof(fTableSize));
   fp.addField("sizeLock", sizeof(fSizeLock));
   fp.addField("buckets", sizeof(fBuckets));
-  if (fOwnsTable) fp.addReferenced(std::size_t{fTableSize} * sizeof(ThashTableEntry*));
+  if (fOwnsTable && fBuckets != nullptr)
+    fp.addReferenced(std::size_t{fTableSize} * sizeof(ThashTableEntry*));
 }

@@ -7,9 +7,10 @@
 //   struct TnameEntry : ThashTableEntry { Tstring key; int value; };
 //
 // The table owns its entries and destroys them through the virtual destructor. Entries of
-// TdataHashTable come from a ThashEntryPool: slabs of equal-sized cells taken from malloc, so a
-// table never allocates through the library's arenas (the arenas may keep their own records in
-// hash tables) and an insertion costs no heap call in the common case.
+// TdataHashTable come from a ThashEntryPool: slabs of equal-sized cells taken from the heap (or,
+// for big tables, from large-page mappings), so a table never allocates through the library's
+// arenas (the arenas may keep their own records in hash tables), an insertion costs no heap call
+// in the common case, and entries sit next to each other in insertion order.
 #pragma once
 
 #include <cstddef>
@@ -34,18 +35,20 @@ class ThashTableEntry {
   unsigned fHash = 0;
 };
 
-/// Fixed-size cells for hash-table entries, carved from malloc'ed slabs that grow geometrically.
-/// Freed cells are reused by later allocations; the slabs go back to the heap only on
-/// releaseAll() or destruction. Not thread-safe (one pool per table).
+/// Fixed-size cells for hash-table entries, carved from slabs that grow geometrically. Slabs
+/// start on a cache-line boundary (so cells whose size divides 64 never straddle two lines);
+/// slabs of a large page come from large-page mappings, small ones from the heap. Freed cells
+/// are reused by later allocations; the slabs go back only on releaseAll() or destruction.
+/// Not thread-safe (one pool per table).
 class ThashEntryPool {
  public:
-  /// A pool of cells of at least `cellSize` bytes aligned to `alignment` (at most 16).
+  /// A pool of cells of at least `cellSize` bytes aligned to `alignment` (at most 64).
   ThashEntryPool(std::size_t cellSize, std::size_t alignment);
   ThashEntryPool(const ThashEntryPool&) = delete;
   ThashEntryPool& operator=(const ThashEntryPool&) = delete;
   ~ThashEntryPool();
 
-  /// A cell; throws TmemoryException when the heap refuses a new slab.
+  /// A cell; throws TmemoryException when no new slab can be had.
   [[nodiscard]] void* allocate() {
     if (fFree != nullptr) {
       void* cell = fFree;
@@ -68,6 +71,8 @@ class ThashEntryPool {
   void releaseAll();
   /// Bytes held in slabs.
   [[nodiscard]] std::size_t bytesReserved() const { return fBytes; }
+  /// The size of each cell (the requested size rounded up to the alignment).
+  [[nodiscard]] std::size_t cellSize() const { return fCellSize; }
 
  private:
   [[nodiscard]] void* allocateSlow();
@@ -75,8 +80,8 @@ class ThashEntryPool {
   void* fFree = nullptr;
   char* fNext = nullptr;
   char* fEnd = nullptr;
-  void* fSlabs = nullptr;  // each slab starts with a link to the previous one
+  void* fSlabs = nullptr;  // each slab starts with a header linking to the previous one
   std::size_t fCellSize;
-  std::size_t fSlabCells;
+  std::size_t fSlabBytes;  // the size of the next slab
   std::size_t fBytes = 0;
 };

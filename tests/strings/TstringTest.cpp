@@ -220,6 +220,19 @@ TEST_F(TstringTest, WideAndNarrowFormsAgree) {
     ASSERT_EQ(0, std::memcmp(t.asW(), ref.utf16(), ref.size() * 2u));
     ASSERT_EQ(t.length(), bytes.size());  // the bytes themselves are kept
   }
+  // ASCII runs of every length up to past the widest vector loop, with one two-byte character
+  // dropped at each place (start, middle, the last block, the very end) or nowhere.
+  for (std::size_t n = 1; n < 300; n += (n < 80 ? 1 : 7)) {
+    for (std::size_t at : {n, std::size_t{0}, n / 3, n * 2 / 3, n > 9 ? n - 9 : 0, n - 1}) {
+      std::string bytes(n, 'q');
+      for (std::size_t k = 0; k < n; ++k) bytes[k] = static_cast<char>(' ' + (k * 7) % 95);
+      if (at < n) bytes.insert(at, "\xC3\xA9");
+      Tstring t(bytes.data(), static_cast<unsigned>(bytes.size()));
+      const QString ref = QString::fromUtf8(bytes.data(), static_cast<int>(bytes.size()));
+      ASSERT_EQ(t.numChars(), static_cast<unsigned>(ref.size())) << n << " " << at;
+      ASSERT_EQ(0, std::memcmp(t.asW(), ref.utf16(), ref.size() * 2u + 2u)) << n << " " << at;
+    }
+  }
 }
 
 TEST_F(TstringTest, ComparisonAcrossForms) {
@@ -396,12 +409,34 @@ TEST_F(TstringTest, NumberWriting) {
   s.catenateInt32(-3);
   EXPECT_STREQ(s.asC(), "x=0.5-3");
 
-  // Differential against printf for the significant form.
+  // Differential against printf for both forms: random values, short decimals (whose shortest
+  // digits end in a 5 right where the rounding falls) and halfway cases such as 0.125.
   std::mt19937_64 rng(11);
   std::uniform_real_distribution<double> mant(-10.0, 10.0);
-  for (int i = 0; i < 300; ++i) {
-    const double v = mant(rng) * std::pow(10.0, static_cast<int>(rng() % 30) - 15);
-    const int p = 1 + static_cast<int>(rng() % 10);
+  for (int i = 0; i < 6000; ++i) {
+    double v = mant(rng) * std::pow(10.0, static_cast<int>(rng() % 30) - 15);
+    if (i % 3 == 1) v = std::round(v * 1e4) / 1e4;
+    if (i % 3 == 2) v = static_cast<double>(static_cast<int>(rng() % 20001) - 10000) / 1024;
+    if (i % 10 == 9) v *= 1e18 * static_cast<double>(rng() % 1000000000);  // whole numbers
+    const int p = 1 + static_cast<int>(rng() % 12);
+    char ref[400];
+    if (std::fabs(v) <= 1e-10) {
+      std::snprintf(ref, sizeof ref, "0");
+    } else {
+      std::snprintf(ref, sizeof ref, "%.*lf", p, v);
+      std::string fixed(ref);
+      fixed.erase(fixed.find_last_not_of('0') + 1);
+      if (fixed.back() == '.') fixed.pop_back();
+      std::snprintf(ref, sizeof ref, "%s", fixed.c_str());
+    }
+    ASSERT_STREQ(s.setDouble(v, p, false).asC(), ref) << v << " p=" << p;
+  }
+  for (int i = 0; i < 6000; ++i) {
+    double v = mant(rng) * std::pow(10.0, static_cast<int>(rng() % 30) - 15);
+    if (i % 3 == 1) v = std::round(v * 1e4) / 1e4;
+    if (i % 3 == 2) v = static_cast<double>(static_cast<int>(rng() % 20001) - 10000) / 1024;
+    if (i % 10 == 9) v *= 1e18 * static_cast<double>(rng() % 1000000000);  // whole numbers
+    const int p = 1 + static_cast<int>(rng() % 12);
     const double a = std::fabs(v);
     const int d = a < 1 ? 0 : static_cast<int>(std::floor(std::log10(std::floor(a)))) + 1;
     char ref[400];

@@ -8,6 +8,7 @@
 #include <QStringView>
 
 #include <algorithm>
+#include <functional>
 #include <cstring>
 
 const char* const Tstring::kNullStr = "";
@@ -27,11 +28,7 @@ const QString& emptyWide() {
 
 inline TtextObject* bodyOf(TstringRep* rep) { return static_cast<TtextObject*>(rep); }
 
-inline bool isAsciiBytes(const char* p, std::size_t n) {
-  for (std::size_t i = 0; i < n; ++i)
-    if (static_cast<unsigned char>(p[i]) >= 0x80) return false;
-  return true;
-}
+inline bool isAsciiBytes(const char* p, std::size_t n) { return TtextObject::isAscii(p, n); }
 
 }  // namespace
 
@@ -84,8 +81,14 @@ void TstringAccess::setNarrow(Tstring& s, const char* bytes, std::size_t length)
   }
   if (s.fRep != nullptr && s.fRep->fRefCount.load(std::memory_order_acquire) == 1) {
     TtextObject& t = *bodyOf(s.fRep);
-    if (t.state() == TtextObject::kWideOnly) t.fNarrow.clear();
-    t.fNarrow.assign(bytes, length);  // safe when `bytes` lies inside fNarrow
+    std::string& n = t.fNarrow;
+    const std::less<const char*> before;
+    if (before(bytes, n.data()) || !before(bytes, n.data() + n.capacity())) {
+      n.clear();  // bytes from elsewhere: a plain copy (cheaper than a general assign)
+      n.append(bytes, length);
+    } else {
+      n.assign(bytes, length);  // safe when `bytes` lies inside the text
+    }
     t.changed(TtextObject::kNarrowPending);
     return;
   }
@@ -490,8 +493,9 @@ int Tstring::findstr(const Tstring& s) const {
     const std::string& hay = t->fNarrow;
     const std::string& needle = TstringAccess::narrow(s);
     if (isAsciiBytes(needle.data(), needle.size())) {
-      const std::size_t pos = hay.find(needle);
-      if (pos == std::string::npos) return -1;
+      const void* at = memmem(hay.data(), hay.size(), needle.data(), needle.size());
+      if (at == nullptr) return -1;
+      const std::size_t pos = static_cast<std::size_t>(static_cast<const char*>(at) - hay.data());
       if (isAsciiBytes(hay.data(), pos)) return static_cast<int>(pos);
     }
   }

@@ -21,11 +21,168 @@ void setInteger(Tstring& s, T value) {
   TstringAccess::setNarrow(s, buf, static_cast<std::size_t>(r.ptr - buf));
 }
 
-// Number of digits before the decimal point of |value| (0 below 1).
+// Number of digits before the decimal point of |value| (0 below 1), as
+// floor(log10(floor(|value|))) + 1 in floating point. Below 1e14 the logarithm is exact enough
+// that counting against powers of ten gives the same answer without calling it; above, its
+// rounding near powers of ten is kept as it is.
 int integerDigits(double value) {
+  static constexpr double kPowers[] = {1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7,
+                                       1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14};
   const double a = std::fabs(value);
   if (!(a >= 1.0) || !std::isfinite(a)) return 0;
+  if (a < 1e14) {
+    int d = 1;
+    while (a >= kPowers[d - 1]) ++d;
+    return d;
+  }
   return static_cast<int>(std::floor(std::log10(std::floor(a)))) + 1;
+}
+
+__extension__ typedef unsigned __int128 Tuint128;
+
+// 10^0 .. 10^22: the powers that fit, multiplied by a 53-bit mantissa, in 128 bits.
+constexpr int kMaxExactScale = 22;
+constexpr Tuint128 pow10u(int n) { return n == 0 ? 1 : 10 * pow10u(n - 1); }
+constexpr Tuint128 kPow10[kMaxExactScale + 1] = {
+    pow10u(0),  pow10u(1),  pow10u(2),  pow10u(3),  pow10u(4),  pow10u(5),  pow10u(6),  pow10u(7),
+    pow10u(8),  pow10u(9),  pow10u(10), pow10u(11), pow10u(12), pow10u(13), pow10u(14), pow10u(15),
+    pow10u(16), pow10u(17), pow10u(18), pow10u(19), pow10u(20), pow10u(21), pow10u(22)};
+
+// A finite positive double as m x 2^e2 with an integer m below 2^53.
+struct Tbinary {
+  uint64_t m;
+  int e2;
+};
+
+Tbinary splitDouble(double a) {
+  uint64_t bits = 0;
+  std::memcpy(&bits, &a, sizeof bits);
+  const int biased = static_cast<int>(bits >> 52) & 0x7FF;
+  const uint64_t fraction = bits & ((uint64_t{1} << 52) - 1);
+  if (biased == 0) return {fraction, -1074};  // subnormal
+  return {fraction | (uint64_t{1} << 52), biased - 1075};
+}
+
+// |value| x 10^scale, exactly, rounded to an integer the way printf rounds (to nearest, exact
+// halves to even). False when it does not fit the 128-bit arithmetic.
+bool scaledRound(Tbinary b, int scale, Tuint128& out) {
+  if (scale < 0 || scale > kMaxExactScale) return false;
+  const Tuint128 n = static_cast<Tuint128>(b.m) * kPow10[scale];  // < 2^53 x 10^22 < 2^127
+  if (b.e2 >= 0) {
+    if (b.e2 > 10 || (n >> (127 - b.e2)) != 0) return false;
+    out = n << b.e2;
+    return true;
+  }
+  const int shift = -b.e2;
+  if (shift >= 127) return false;
+  Tuint128 q = n >> shift;
+  const Tuint128 rest = n - (q << shift);
+  const Tuint128 half = static_cast<Tuint128>(1) << (shift - 1);
+  if (rest > half || (rest == half && (q & 1) != 0)) ++q;
+  out = q;
+  return true;
+}
+
+// The decimal digits of `r` written backwards from `bufEnd`, two at a time; returns where they
+// begin.
+char* digitsOf(uint64_t r, char* bufEnd) {
+  static constexpr char kPairs[] =
+      "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+      "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+      "8081828384858687888990919293949596979899";
+  char* p = bufEnd;
+  while (r >= 100) {
+    const auto pair = static_cast<unsigned>(r % 100) * 2;
+    r /= 100;
+    *--p = kPairs[pair + 1];
+    *--p = kPairs[pair];
+  }
+  if (r >= 10) {
+    *--p = kPairs[r * 2 + 1];
+    *--p = kPairs[r * 2];
+  } else {
+    *--p = static_cast<char>('0' + r);
+  }
+  return p;
+}
+
+// Writes the digits [first, last) with the last `decimals` of them after a point, trailing
+// fraction zeros and a bare point dropped ("%.*f" then trimmed); returns the end.
+char* writeFixed(char* out, const char* first, const char* last, int decimals) {
+  while (decimals > 0 && last[-1] == '0') {
+    --last;
+    --decimals;
+  }
+  const long whole = (last - first) - decimals;
+  if (whole <= 0) {
+    *out++ = '0';
+  } else {
+    for (long i = 0; i < whole; ++i) *out++ = *first++;
+  }
+  if (decimals > 0) {
+    *out++ = '.';
+    for (long i = whole; i < 0; ++i) *out++ = '0';
+    while (first < last) *out++ = *first++;
+  }
+  return out;
+}
+
+// setDouble's text for a finite value, computed exactly in integers: printf's "%.<d+decimals>g"
+// (d = integerDigits) or, with `fixed`, "%.<decimals>f" with trailing fraction zeros and a bare
+// point dropped. Returns the end of the text, or null when the value or precision is beyond the
+// integer path's reach (the caller then asks the general conversion).
+char* writeDoubleExact(char* out, double value, int decimals, bool fixed) {
+  const Tbinary b = splitDouble(std::fabs(value));
+  char buf[48];
+  char* const bufEnd = buf + sizeof buf;
+  if (b.e2 >= 0) {
+    // An integer from 2^53 up: with a precision that reaches past its units (as it always does
+    // here) both forms write its exact digits and nothing after them.
+    if (b.e2 > 74) return nullptr;
+    const Tuint128 n = static_cast<Tuint128>(b.m) << b.e2;
+    const uint64_t tenTo19 = 10000000000000000000ULL;
+    const auto high = static_cast<uint64_t>(n / tenTo19);
+    char* first = digitsOf(static_cast<uint64_t>(n % tenTo19), bufEnd);
+    if (high != 0) {
+      while (first > bufEnd - 19) *--first = '0';
+      first = digitsOf(high, first);
+    }
+    if (std::signbit(value)) *out++ = '-';
+    return writeFixed(out, first, bufEnd, 0);
+  }
+  Tuint128 r = 0;
+  if (fixed) {
+    if (!scaledRound(b, decimals, r) || (r >> 64) != 0) return nullptr;
+    if (std::signbit(value)) *out++ = '-';
+    if (r == 0) {
+      *out++ = '0';
+      return out;
+    }
+    return writeFixed(out, digitsOf(static_cast<uint64_t>(r), bufEnd), bufEnd, decimals);
+  }
+  const int precision = integerDigits(value) + decimals;
+  if (precision > 19) return nullptr;
+  // The decimal exponent x of the first digit: estimated from the binary exponent, then
+  // corrected so that the scaled value has exactly `precision` digits.
+  const int bits = 64 - __builtin_clzll(b.m);
+  int x = ((b.e2 + bits - 1) * 78913) >> 18;  // floor(log2(|value|) x log10(2)), never above
+  for (int tries = 0;; ++tries) {
+    if (tries == 3 || !scaledRound(b, precision - 1 - x, r)) return nullptr;
+    if (r < kPow10[precision]) break;
+    ++x;  // one digit too many: the estimate was low (or rounding carried into a new digit)
+  }
+  if (r < kPow10[precision - 1]) return nullptr;  // cannot happen for a correct estimate
+  if (std::signbit(value)) *out++ = '-';
+  char* first = digitsOf(static_cast<uint64_t>(r), bufEnd);
+  if (x >= -4 && x < precision) return writeFixed(out, first, bufEnd, precision - 1 - x);
+  out = writeFixed(out, first, bufEnd, precision - 1);  // d.ddd
+  *out++ = 'e';
+  *out++ = x < 0 ? '-' : '+';
+  const int e = x < 0 ? -x : x;
+  if (e >= 100) *out++ = static_cast<char>('0' + e / 100);
+  *out++ = static_cast<char>('0' + e / 10 % 10);
+  *out++ = static_cast<char>('0' + e % 10);
+  return out;
 }
 
 // Digits past this many decimals (or significant digits) of a double are all zero, so asking
@@ -250,6 +407,18 @@ Tstring& Tstring::setUIntPtrSz(std::size_t value) {
 Tstring& Tstring::setDouble(double value) { return setDouble(value, fsPrecision, true); }
 
 Tstring& Tstring::setDouble(double value, int precision, bool significant) {
+  // The usual case (clamping on, a positive precision, a number that is not clamped to 0) in
+  // exact integer arithmetic, without the general conversion's machinery.
+  const int p = std::min(precision != 0 ? precision : fsPrecision, kMaxDoubleDigits);
+  if (fsFloatClampingOnConversion && p >= 1 && std::isfinite(value) &&
+      std::fabs(value) > 1e-10) {
+    char buf[64];
+    const char* end = writeDoubleExact(buf, value, p, !significant);
+    if (end != nullptr) {
+      TstringAccess::setNarrow(*this, buf, static_cast<std::size_t>(end - buf));
+      return *this;
+    }
+  }
   std::string text;
   formatDouble(text, value, precision, significant);
   TstringAccess::setNarrow(*this, text.data(), text.size());

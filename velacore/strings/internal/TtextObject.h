@@ -55,6 +55,8 @@ class TtextObject : public TstringRep {
   static QString decode(const char* bytes, std::size_t length);
   /// Converts UTF-16 to UTF-8.
   static void encode(const QString& wide, std::string& out);
+  /// Whether every one of `n` bytes is below 0x80 (vector loop).
+  static bool isAscii(const char* bytes, std::size_t n);
 
   /// The wide form (valid unless the state is `kNarrowPending`).
   QString fWide;

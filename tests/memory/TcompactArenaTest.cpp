@@ -294,3 +294,40 @@ TEST_F(TcompactArenaTest, EveryBlockSizeFindsTheIndexThatDivisionGives) {
     arena.reset();
   }
 }
+
+TEST_F(TcompactArenaTest, PagesPackedSideBySideAreToldApart) {
+  // Pages of very different sizes cut back to back from one buffer, so that address ranges are
+  // shared by neighbouring pages: every block must still be found in its own page.
+  struct Tbump : Tallocator {
+    alignas(64) char buffer[1 << 16];
+    std::size_t used = 0;
+    void* allocate(std::size_t size, const char*) override {
+      if (used + size > sizeof(buffer)) return nullptr;
+      void* p = buffer + used;
+      used += (size + 7) & ~std::size_t(7);
+      return p;
+    }
+    void free(void*, std::size_t) override {}
+  };
+  auto bump = std::make_unique<Tbump>();
+  TcompactArena arena(24, 96 + 24 * 40, *bump, "Packed");
+  std::vector<void*> blocks;
+  const std::size_t sizes[] = {40, 1, 3, 90, 2, 7, 1, 33, 5};
+  for (std::size_t perPage : sizes) {
+    arena.setNumBlocksPerPage(perPage);
+    for (std::size_t i = 0; i < perPage; ++i) blocks.push_back(arena.allocate());
+  }
+  for (void* p : blocks) ASSERT_GE(arena.indexOf(p), 0);
+  int outside = 0;
+  EXPECT_EQ(arena.indexOf(&outside), -1);
+  std::mt19937 rng(23);
+  std::shuffle(blocks.begin(), blocks.end(), rng);
+  for (std::size_t i = 0; i < blocks.size(); ++i) {
+    ASSERT_TRUE(arena.deallocate(blocks[i])) << i;
+    if (i % 11 == 0) {
+      ASSERT_EQ(arena.checkConsistency(), 0) << i;
+    }
+  }
+  EXPECT_EQ(arena.allocatedMemory(), 0);
+  arena.reset();
+}

@@ -40,6 +40,7 @@ TcompactArena::TcompactArena(std::size_t blockSize, std::size_t pageSize, Talloc
 TcompactArena::~TcompactArena() {
   resetLocked();
   std::free(fTable);
+  std::free(fGranuleStore);
 }
 
 void TcompactArena::setNumBlocksPerPage(std::size_t count) {
@@ -148,6 +149,74 @@ void* TcompactArena::allocateLocked() {
   return allocateIn(page);
 }
 
+const TcompactArena::TgranuleSlot TcompactArena::kNoGranules[1] = {{~std::uintptr_t(0), 0, nullptr, nullptr}};
+
+TcompactArena::TcompactPage* TcompactArena::searchTable(std::uintptr_t c) const {
+  // The last page that starts at or below c, by a branch-free binary search (which half holds a
+  // released block cannot be predicted).
+  std::size_t n = fTableCount;
+  if (n == 0) return nullptr;
+  TcompactPage* const* base = fTable;
+  while (n > 1) {
+    const std::size_t half = n / 2;
+    base = reinterpret_cast<std::uintptr_t>(base[half]) <= c ? base + half : base;
+    n -= half;
+  }
+  TcompactPage* page = *base;
+  return c >= reinterpret_cast<std::uintptr_t>(page->first) && c < reinterpret_cast<std::uintptr_t>(page->end)
+             ? page
+             : nullptr;
+}
+
+void TcompactArena::rebuildGranules() {
+  std::free(fGranuleStore);
+  fGranuleStore = nullptr;
+  fGranules = kNoGranules;
+  fGranuleMask = 0;
+  fGranuleShift = 63;
+  if (fTableCount == 0) return;
+  // Granules no larger than the smallest block area, so that one overlaps at most two pages of
+  // that size; slots for twice the granules in use.
+  std::size_t smallest = ~std::size_t(0);
+  for (std::size_t i = 0; i < fTableCount; ++i)
+    smallest = std::min(smallest, static_cast<std::size_t>(fTable[i]->end - fTable[i]->first));
+  const unsigned shift = std::max(6u, 63u - static_cast<unsigned>(__builtin_clzll(smallest | 1)));
+  std::size_t used = 0;
+  for (std::size_t i = 0; i < fTableCount; ++i) {
+    const auto first = reinterpret_cast<std::uintptr_t>(fTable[i]->first);
+    const auto last = reinterpret_cast<std::uintptr_t>(fTable[i]->end) - 1;
+    used += (last >> shift) - (first >> shift) + 1;
+  }
+  std::size_t slots = 8;
+  while (slots < 2 * used) slots *= 2;
+  auto* store = static_cast<TgranuleSlot*>(std::malloc(slots * sizeof(TgranuleSlot)));
+  if (store == nullptr) return;  // the binary search alone still finds every page
+  for (std::size_t i = 0; i < slots; ++i) store[i] = kNoGranules[0];
+  const std::uintptr_t mask = slots - 1;
+  for (std::size_t i = 0; i < fTableCount; ++i) {  // in address order: a second page is the higher
+    TcompactPage* page = fTable[i];
+    const auto first = reinterpret_cast<std::uintptr_t>(page->first);
+    const auto last = reinterpret_cast<std::uintptr_t>(page->end) - 1;
+    for (std::uintptr_t g = first >> shift; g <= last >> shift; ++g) {
+      std::uintptr_t h = g & mask;
+      while (store[h].granule != g && store[h].granule != ~std::uintptr_t(0)) h = (h + 1) & mask;
+      TgranuleSlot& slot = store[h];
+      if (slot.granule != g) {
+        slot = {g, ~std::uintptr_t(0), page, nullptr};
+      } else if (slot.low != nullptr && slot.high == nullptr) {
+        slot.high = page;
+        slot.split = first;
+      } else {
+        slot.low = slot.high = nullptr;  // three or more: the binary search decides
+      }
+    }
+  }
+  fGranuleStore = store;
+  fGranules = store;
+  fGranuleMask = mask;
+  fGranuleShift = shift;
+}
+
 bool TcompactArena::enterInTable(TcompactPage* page) {
   if (fTableCount == fTableCapacity) {
     const std::size_t grown = fTableCapacity == 0 ? 8 : fTableCapacity * 2;
@@ -160,6 +229,7 @@ bool TcompactArena::enterInTable(TcompactPage* page) {
   for (; i > 0 && std::less<TcompactPage*>()(page, fTable[i - 1]); --i) fTable[i] = fTable[i - 1];
   fTable[i] = page;
   ++fTableCount;
+  rebuildGranules();
   return true;
 }
 
@@ -170,6 +240,7 @@ void TcompactArena::leaveTable(TcompactPage* page) {
   if (i == fTableCount) return;
   --fTableCount;
   for (; i < fTableCount; ++i) fTable[i] = fTable[i + 1];
+  rebuildGranules();
 }
 
 long TcompactArena::indexOf(const void* p) const {
@@ -285,6 +356,7 @@ void TcompactArena::reset() {
 void TcompactArena::resetLocked() {
   releaseAllPages(&pageBytesOf);
   fTableCount = 0;
+  rebuildGranules();
   fCurrent = nullptr;
   fAllFull = false;
   if (fInUseCounter != nullptr) *fInUseCounter -= static_cast<int>(fBlocksInUse);

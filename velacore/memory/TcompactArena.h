@@ -153,22 +153,22 @@ class TcompactArena : public TbaseArena {
     return claim(page, pos);
   }
 
-  // The page whose block area holds p, by a branch-free binary search over the address-sorted
-  // page table (which half holds a released block cannot be predicted); null when none does.
+  // The page whose block area holds p; null when none does. Address ranges of about a page's
+  // size ("granules") map to the one or two pages that overlap them through a small table
+  // rebuilt whenever a page enters or leaves; a granule that is missing from its home slot, or
+  // that overlaps more pages, takes the binary search over the sorted page table instead.
   TcompactPage* pageOf(const void* p) const {
     const auto c = reinterpret_cast<std::uintptr_t>(p);
-    std::size_t n = fTableCount;
-    if (n == 0) return nullptr;
-    TcompactPage* const* base = fTable;
-    while (n > 1) {
-      const std::size_t half = n / 2;
-      base = reinterpret_cast<std::uintptr_t>(base[half]) <= c ? base + half : base;
-      n -= half;
+    const std::uintptr_t granule = c >> fGranuleShift;
+    const TgranuleSlot& slot = fGranules[granule & fGranuleMask];
+    if (slot.granule == granule && slot.low != nullptr) {
+      TcompactPage* page = c < slot.split ? slot.low : slot.high;
+      return page != nullptr && c >= reinterpret_cast<std::uintptr_t>(page->first) &&
+                     c < reinterpret_cast<std::uintptr_t>(page->end)
+                 ? page
+                 : nullptr;
     }
-    TcompactPage* page = *base;
-    return c >= reinterpret_cast<std::uintptr_t>(page->first) && c < reinterpret_cast<std::uintptr_t>(page->end)
-               ? page
-               : nullptr;
+    return searchTable(c);
   }
 
   // The index of the block at `offset` bytes into the block area (exact for offsets below 4 GiB;
@@ -201,6 +201,15 @@ class TcompactArena : public TbaseArena {
     return true;
   }
 
+  struct TgranuleSlot {
+    std::uintptr_t granule;  // ~0 when the slot is empty
+    std::uintptr_t split;    // addresses from here on are in `high`
+    TcompactPage* low;       // null when more than two pages overlap the granule
+    TcompactPage* high;      // null when only one does
+  };
+
+  TcompactPage* searchTable(std::uintptr_t c) const;
+  void rebuildGranules();
   void* allocateSlow();
   bool deallocateSlow(void* p);
   void* allocateLocked();
@@ -226,6 +235,12 @@ class TcompactArena : public TbaseArena {
   TcompactPage** fTable = nullptr;
   std::size_t fTableCount = 0;
   std::size_t fTableCapacity = 0;
+  // The granule lookup in front of the table (one empty slot until the first page).
+  static const TgranuleSlot kNoGranules[1];
+  const TgranuleSlot* fGranules = kNoGranules;
+  TgranuleSlot* fGranuleStore = nullptr;
+  std::uintptr_t fGranuleMask = 0;
+  unsigned fGranuleShift = 63;
 };
 
 /// A compact arena that may be shared between threads: each call runs under the arena's lock.

@@ -93,9 +93,7 @@ void TstringAccess::setNarrow(Tstring& s, const char* bytes, std::size_t length)
     return;
   }
   // Build the new body before letting go of the old one: the bytes may live in it.
-  auto* fresh = new TtextObject;
-  fresh->fNarrow.assign(bytes, length);
-  fresh->fState.store(TtextObject::kNarrowPending, std::memory_order_relaxed);
+  auto* fresh = new TtextObject(bytes, length);
   Tstring::release(s.fRep);
   s.fRep = fresh;
 }

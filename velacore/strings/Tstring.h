@@ -99,6 +99,9 @@ class TstringRep {
 
  protected:
   TstringRep() = default;
+  /// A body holding only the byte form `bytes`.
+  TstringRep(const char* bytes, std::size_t length)
+      : fState(kNarrowPending), fNarrow(bytes, length) {}
   ~TstringRep() { delete fRepairedUtf8.load(std::memory_order_relaxed); }
 
  private:

@@ -24,6 +24,8 @@
 class TtextObject : public TstringRep {
  public:
   TtextObject() = default;
+  /// A body holding only the byte form `bytes` (narrow pending).
+  TtextObject(const char* bytes, std::size_t length) : TstringRep(bytes, length) {}
   /// Copies the forms that are current (into a body of its own, count 1). Another thread may
   /// be converting `o` at this moment (it writes only the form that is not current), so the
   /// stale form is never read.

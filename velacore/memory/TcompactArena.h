@@ -1,8 +1,8 @@
 // TcompactArena: many blocks of one size, one bit of bookkeeping per block.
 //
 // Blocks carry no header: a page holds a bit per block (set while in use), and a release finds
-// the block's page by binary search in an address-sorted table and the block's index from its
-// offset in the page (a shift when the block size is a power of two, a multiply by a precomputed
+// the block's page through a table from address ranges to pages (a binary search over the
+// address-sorted pages behind it) and the block's index from its offset in the page (a shift when the block size is a power of two, a multiply by a precomputed
 // reciprocal otherwise).
 // Allocation tries a hint first (the slot that follows the last one handed out), so filling a
 // fresh page costs one bit test per block; otherwise a per-page summary (a bit per bit word)

@@ -31,12 +31,17 @@ ThashTableEntry::~ThashTableEntry() = default;
 ThashEntryPool::ThashEntryPool(std::size_t cellSize, std::size_t alignment)
     : fCellSize(roundUp(cellSize < sizeof(void*) ? sizeof(void*) : cellSize,
                         alignment < alignof(void*) ? alignof(void*) : alignment)),
-      fSlabBytes(roundUp(kSlabHeader + kFirstSlabCells * fCellSize, kLine)) {}
+      fSlabCells(kFirstSlabCells) {}
 
 ThashEntryPool::~ThashEntryPool() { releaseAll(); }
 
 void* ThashEntryPool::allocateSlow() {
-  const std::size_t bytes = fSlabBytes;
+  // The cell count doubles from slab to slab, so a table's slabs hold about as many cells as
+  // it ever had entries; past half a large page, every slab is one whole large page.
+  const std::size_t largest = vela::platform::largePageSize();
+  std::size_t bytes = kSlabHeader + fSlabCells * fCellSize;
+  if (bytes > largest / 2 + kSlabHeader && kSlabHeader + fCellSize <= largest) bytes = largest;
+  bytes = roundUp(bytes, kLine);
   void* slab = slabInLargePages(bytes) ? vela::platform::mapLargePages(bytes)
                                        : std::aligned_alloc(kLine, bytes);
   if (slab == nullptr) throw TmemoryException();
@@ -45,11 +50,7 @@ void* ThashEntryPool::allocateSlow() {
   fBytes += bytes;
   fNext = static_cast<char*>(slab) + kSlabHeader;
   fEnd = fNext + (bytes - kSlabHeader) / fCellSize * fCellSize;
-  // Grow the slabs with the table, up to one large page, so that a big table needs few slabs
-  // and keeps its entries in large pages.
-  const std::size_t largest = vela::platform::largePageSize();
-  if (fSlabBytes < largest) fSlabBytes = fSlabBytes * 2 < largest ? fSlabBytes * 2 : largest;
-  if (fSlabBytes < kSlabHeader + fCellSize) fSlabBytes = roundUp(kSlabHeader + fCellSize, kLine);
+  if (bytes < largest) fSlabCells *= 2;
   void* cell = fNext;
   fNext += fCellSize;
   return cell;
@@ -67,5 +68,5 @@ void ThashEntryPool::releaseAll() {
   fFree = nullptr;
   fNext = fEnd = nullptr;
   fBytes = 0;
-  fSlabBytes = roundUp(kSlabHeader + kFirstSlabCells * fCellSize, kLine);
+  fSlabCells = kFirstSlabCells;
 }

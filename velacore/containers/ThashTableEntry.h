@@ -82,6 +82,6 @@ class ThashEntryPool {
   char* fEnd = nullptr;
   void* fSlabs = nullptr;  // each slab starts with a header linking to the previous one
   std::size_t fCellSize;
-  std::size_t fSlabBytes;  // the size of the next slab
+  std::size_t fSlabCells;  // the number of cells in the next slab
   std::size_t fBytes = 0;
 };

@@ -1,7 +1,15 @@
 // TdataHashTable against std::unordered_map, QHash and absl::flat_hash_map on the same keys:
 // lookups that hit and miss (one lookup per iteration, keys in random order) and building a
 // table of N entries, for unsigned and for string keys. Each table reports its heap bytes per
-// entry as the counter "bytesPerEntry".
+// entry (plus large-page mappings) as the counter "bytesPerEntry".
+//
+// Fairness: every implementation gets the same keys (distinct random numbers, or "node_<n>"
+// built from them), the same shuffled lookup order, and absent keys that are really absent; no
+// table is reserved ahead. Hashes as each implementation ships them: unsigned keys are their
+// own hash in TdataHashTable and std::hash, QHash uses key ^ seed, absl mixes the bits; string
+// keys use MurmurHash3 (Tstring, remembered in the string body, so probes reused from pass to
+// pass are not rehashed), std::hash and absl::Hash over std::string (short keys, stored inline)
+// and qHash over QByteArray, all computed per lookup.
 #include <velacore/containers/TdataHashTable.h>
 #include <velacore/platform/TplatformLargePages.h>
 #include <velacore/platform/TplatformMemory.h>

@@ -11,7 +11,9 @@
 //   table.unlockSize();        // back to the normal policy, resized to fit once
 //
 // Derived tables define the entries (see ThashTableEntry) and the key comparison; this core
-// holds the buckets, the load policy and the size lock.
+// holds the buckets, the load policy and the size lock. A bucket array of a large page (2 MiB,
+// 262,144 buckets) or more is mapped in large pages: lookups in a big table read it at random,
+// and with small pages nearly every such read would also miss the address-translation cache.
 //
 // Copies are shallow, on purpose: the copy constructor and assignment copy the fields
 // memberwise, bucket array and lock record included, so a copy is a second view of the same

@@ -187,26 +187,17 @@ int Tarray::createAndInitialise(const void* value, std::uint32_t size,
   return 0;
 }
 
-void Tarray::allocateArray(std::uint32_t n) {
-  assert(theArray == nullptr && "allocateArray over a live buffer");
-  theArray = allocateBlock(std::size_t(n) * objectSize, kTag);
-  logicalUpperBound = actualUpperBound = n;
-}
+void Tarray::allocateArray(std::uint32_t n) { allocateBuffer(n, kTag); }
 
 void Tarray::expandArray(std::uint32_t n) {
-  if (n <= actualUpperBound) {
-    logicalUpperBound = n;
-    return;
-  }
-  const std::uint32_t capacity = grownCapacity(actualUpperBound, incrementSize, n);
-  if (theArray == nullptr) {
+  const std::uint32_t capacity = capacityFor(n);
+  if (capacity == 0) return;
+  const bool regrow = theArray != nullptr;
+  if (regrow)
+    reallocate(capacity);
+  else
     allocateArray(capacity);
-    logicalUpperBound = n;
-    return;
-  }
-  reallocate(capacity);
-  logicalUpperBound = n;
-  incrementSize = grownIncrement(incrementSize, n);
+  grownTo(n, regrow);
 }
 
 int Tarray::insertElement(const void* source, std::uint32_t index, std::uint32_t count) {

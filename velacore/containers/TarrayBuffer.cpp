@@ -1,5 +1,7 @@
 #include <velacore/containers/TarrayBuffer.h>
 
+#include <velacore/containers/internal/TarrayStorage.h>
+
 #include <cassert>
 #include <utility>
 
@@ -18,4 +20,23 @@ void TarrayBuffer::swapBuffers(TarrayBuffer& other) noexcept {
   std::swap(logicalUpperBound, other.logicalUpperBound);
   std::swap(actualUpperBound, other.actualUpperBound);
   std::swap(incrementSize, other.incrementSize);
+}
+
+void TarrayBuffer::allocateBuffer(std::uint32_t n, const char* tag) {
+  assert(theArray == nullptr && "allocateArray over a live buffer");
+  theArray = vela::containers_internal::allocateBlock(std::size_t(n) * objectSize, tag);
+  logicalUpperBound = actualUpperBound = n;
+}
+
+std::uint32_t TarrayBuffer::capacityFor(std::uint32_t n) {
+  if (n <= actualUpperBound) {
+    logicalUpperBound = n;
+    return 0;
+  }
+  return vela::containers_internal::grownCapacity(actualUpperBound, incrementSize, n);
+}
+
+void TarrayBuffer::grownTo(std::uint32_t n, bool regrown) {
+  logicalUpperBound = n;
+  if (regrown) incrementSize = vela::containers_internal::grownIncrement(incrementSize, n);
 }

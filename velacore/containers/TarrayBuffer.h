@@ -64,6 +64,17 @@ class TarrayBuffer {
   /// Exchanges buffers, sizes, capacities and increments (not object sizes) with `other`.
   void swapBuffers(TarrayBuffer& other) noexcept;
 
+  /// Takes a fresh buffer of `n` elements into an array that has none, all counted as used;
+  /// `tag` names the allocation.
+  void allocateBuffer(std::uint32_t n, const char* tag);
+  /// The first half of growing to `n` elements: 0 when they fit (the logical size is then `n`),
+  /// else the capacity the growth rule gives. The caller allocates or regrows to that capacity
+  /// and then calls `grownTo`.
+  [[nodiscard]] std::uint32_t capacityFor(std::uint32_t n);
+  /// The second half: `n` becomes the logical size, and a buffer that was regrown (rather than
+  /// allocated first) raises the increment.
+  void grownTo(std::uint32_t n, bool regrown);
+
   void* theArray = nullptr;
   std::uint32_t objectSize;
   std::uint32_t logicalUpperBound = 0;

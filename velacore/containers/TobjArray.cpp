@@ -91,26 +91,17 @@ int TobjArray::create(std::uint32_t size, std::uint32_t increment) {
   return 0;
 }
 
-void TobjArray::allocateArray(std::uint32_t n) {
-  assert(theArray == nullptr && "allocateArray over a live buffer");
-  theArray = allocateBlock(std::size_t(n) * objectSize, kTag);
-  logicalUpperBound = actualUpperBound = n;
-}
+void TobjArray::allocateArray(std::uint32_t n) { allocateBuffer(n, kTag); }
 
 void TobjArray::expandArray(std::uint32_t n) {
-  if (n <= actualUpperBound) {
-    logicalUpperBound = n;
-    return;
-  }
-  const std::uint32_t capacity = grownCapacity(actualUpperBound, incrementSize, n);
-  if (theArray == nullptr) {
+  const std::uint32_t capacity = capacityFor(n);
+  if (capacity == 0) return;
+  const bool regrow = theArray != nullptr;
+  if (regrow)
+    reallocate(capacity);
+  else
     allocateArray(capacity);
-    logicalUpperBound = n;
-    return;
-  }
-  reallocate(capacity);
-  logicalUpperBound = n;
-  incrementSize = grownIncrement(incrementSize, n);
+  grownTo(n, regrow);
 }
 
 int TobjArray::insertElement(std::uint32_t index, std::uint32_t count) {

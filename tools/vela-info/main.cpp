@@ -1,21 +1,23 @@
 // vela-info: shows what velacore knows about itself and the machine it runs on.
 //
-//   vela-info            the library's version, build and the host facts
-//   vela-info env [-default] [INSTALLATION [USER_DIR]]
-//                        runs the start-up environment set-up and shows what it did
-//   vela-info --help     the subcommands
+//   vela-info                 the library's version, build and the host facts
+//   vela-info COMMAND ...     one of the registered commands (cmd_*.cpp)
+//   vela-info COMMAND --help  that command's usage
+//   vela-info --help          the list of commands
+#include "VelaInfoCommand.h"
+
 #include <velacore/base/TbuildInfo.h>
-#include <velacore/environment/TVelaEnvironment.h>
-#include <velacore/environment/VelaEnv.h>
-#include <velacore/memory/TmappedMemory.h>
-#include <velacore/platform/TplatformLocations.h>
 #include <velacore/platform/TplatformMemory.h>
 #include <velacore/platform/TplatformSystem.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <string>
-#include <vector>
+
+std::vector<const TvelaInfoCommand*>& velaInfoCommands() {
+  static std::vector<const TvelaInfoCommand*> commands;
+  return commands;
+}
 
 namespace {
 
@@ -40,116 +42,42 @@ int showLibrary() {
 }
 
 void usage(std::FILE* out) {
-  std::fputs(
-      "usage: vela-info [command]\n"
-      "  (none)   library version, build type and host facts\n"
-      "  env [-default] [INSTALLATION [USER_DIR]]\n"
-      "           run the start-up environment set-up (on the demo installation in\n"
-      "           examples/ when no installation is given) and show the variables it\n"
-      "           set and every search-path entry\n"
-      "  --help   this text\n",
-      out);
+  std::fputs("usage: vela-info [COMMAND [ARGUMENTS]]\n"
+             "  (none)     library version, build type and host facts\n",
+             out);
+  for (const TvelaInfoCommand* command : velaInfoCommands()) {
+    std::fprintf(out, "  %-10s %s%s%s\n", command->name, command->synopsis,
+                 command->synopsis[0] != '\0' ? "\n             " : "", command->summary);
+  }
+  std::fputs("  --help     this text; `vela-info COMMAND --help` for one command\n", out);
 }
 
-// ---- env ----
-
-// Every assignment start-up made, in order; a later one replaces an earlier one of its name.
-std::vector<std::string> gAssignments;
-
-void recordAssignment(const char* text) {
-  const std::string name(text, std::strcspn(text, "="));
-  for (std::string& a : gAssignments) {
-    if (a.compare(0, name.size() + 1, name + "=") == 0) {
-      a = text;
-      return;
-    }
-  }
-  gAssignments.emplace_back(text);
-}
-
-// The demo installation: "examples" in the working folder or beside one of the folders above
-// the program (the program normally sits in <source>/build*/tools/vela-info).
-std::string findDemo(const char* argv0) {
-  namespace pf = vela::platform;
-  const std::string cwd = pf::currentFolder();
-  std::string dir = argv0 != nullptr ? argv0 : "";
-  if (!dir.empty() && dir[0] != '/') dir = cwd + "/" + dir;
-  std::vector<std::string> bases{cwd};
-  for (std::size_t slash = dir.rfind('/'); slash != std::string::npos && slash > 0;
-       slash = dir.rfind('/', slash - 1)) {
-    bases.push_back(dir.substr(0, slash));
-  }
-  for (const std::string& base : bases) {
-    if (pf::isFolder(base + "/examples/install") && pf::isFolder(base + "/examples/user")) {
-      return base + "/examples";
-    }
-  }
-  return std::string();
-}
-
-void putEnv(const char* name, const std::string& value) {
-  (void)VelaPutEnv((std::string(name) + "=" + value).c_str());
-}
-
-int showEnvironment(int argc, char** argv) {
-  namespace pf = vela::platform;
-  // "-default" is start-up's own switch (read from the command line), not a folder.
-  std::vector<const char*> folders;
-  for (int i = 2; i < argc; ++i) {
-    if (std::strcmp(argv[i], "-default") != 0) folders.push_back(argv[i]);
-  }
-  if (folders.size() > 2) {
-    usage(stderr);
-    return 2;
-  }
-  if (!folders.empty()) {
-    putEnv("VELA_LOCATION", folders[0]);
-    if (folders.size() > 1) putEnv("VELA_APP_DIR", folders[1]);
-  } else {
-    const std::string demo = findDemo(argv[0]);
-    if (demo.empty()) {
-      std::fputs("vela-info: no installation given and no demo installation (examples/) found\n",
-                 stderr);
-      return 1;
-    }
-    std::printf("demo installation: %s\n", demo.c_str());
-    putEnv("VELA_LOCATION", demo + "/install");
-    putEnv("VELA_APP_DIR", demo + "/user");
-    (void)VelaUnsetEnv("VELA_ENV_DIR");
-  }
-  VelaSetModifyEnvCallbacks(&recordAssignment, nullptr);  // also hands over the two above
-  if (!TVelaEnvironment::initializeVelaEnvironment()) {
-    std::fputs("vela-info: no valid installation folder\n", stderr);
-    return 1;
-  }
-  VelaSetModifyEnvCallbacks(nullptr, nullptr);
-
-  std::printf("environment file: %s\n", TVelaEnvironment::velaEnvFileLocation().asC());
-  std::printf("default mode: %s\n", TVelaEnvironment::isDefaultMode() ? "yes" : "no");
-  std::printf("\nvariables set or merged:\n");
-  for (const std::string& a : gAssignments) std::printf("  %s\n", a.c_str());
-  std::printf("\nsearch paths (entries marked * do not exist):\n");
-  for (const char* name : TVelaEnvironment::kPathVariables) {
-    const TstringArray entries = TVelaEnvironment::splitPath(VelaGetEnv(name));
-    std::printf("  %s (%u)\n", name, entries.length());
-    for (unsigned i = 0; i < entries.length(); ++i) {
-      std::printf("  %c %s\n", pf::isFolder(entries[i].asC()) ? ' ' : '*', entries[i].asC());
-    }
-  }
-  return 0;
+bool isHelp(const char* word) {
+  return std::strcmp(word, "--help") == 0 || std::strcmp(word, "-h") == 0;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+  std::vector<const TvelaInfoCommand*>& commands = velaInfoCommands();
+  std::sort(commands.begin(), commands.end(),
+            [](const TvelaInfoCommand* a, const TvelaInfoCommand* b) {
+              return std::strcmp(a->name, b->name) < 0;
+            });
   if (argc < 2) return showLibrary();
-  const char* command = argv[1];
-  if (std::strcmp(command, "--help") == 0 || std::strcmp(command, "-h") == 0) {
+  if (isHelp(argv[1])) {
     usage(stdout);
     return 0;
   }
-  if (std::strcmp(command, "env") == 0) return showEnvironment(argc, argv);
-  std::fprintf(stderr, "vela-info: unknown command '%s'\n", command);
+  for (const TvelaInfoCommand* command : commands) {
+    if (std::strcmp(argv[1], command->name) != 0) continue;
+    if (argc > 2 && isHelp(argv[2])) {
+      command->help(stdout);
+      return 0;
+    }
+    return command->run(argc, argv);
+  }
+  std::fprintf(stderr, "vela-info: unknown command '%s'\n", argv[1]);
   usage(stderr);
   return 2;
 }

@@ -73,14 +73,6 @@ TEST_F(TcounterTest, ContextsNestPerThread) {
   EXPECT_EQ(own, 2u);
   EXPECT_EQ(total, 4u);
   EXPECT_EQ(c.count(), 4u);
-
-  c.pushContext("b");
-  c.reset();  // zeroes everything; the pushed context stays usable
-  EXPECT_EQ(c.count(), 0u);
-  c.increment();
-  c.popContext();
-  EXPECT_EQ(b->count(), 1u);
-  EXPECT_EQ(c.count(), 1u);
 }
 
 TEST_F(TcounterTest, ThreadsCountApartAndSumUp) {
@@ -182,23 +174,58 @@ TEST_F(TcounterTest, PrintedReports) {
   EXPECT_NE(all.find("1 counters matching 'tc_print*' printed\n"), std::string::npos) << all;
 }
 
-// reset() from another thread while a thread counts and pushes contexts: counts may be lost to
-// the reset, but nothing is freed under the counting thread and the tree stays usable.
+// reset() forgets every thread's tree: the thread table empties (a finished thread no longer
+// shows in reports) and a thread inside a pushed context counts at a fresh root afterwards.
+TEST_F(TcounterTest, ResetStartsEveryThreadFromAFreshRoot) {
+  Tcounter c("tc_reset_fresh");
+  c.enable();
+  std::thread([&] {
+    c.pushContext("worker");
+    c.increment();
+  }).join();
+  c.pushContext("b");
+  c.increment("a");
+  c.reset();
+
+  TdebugOutputString out;
+  c.printCounter(out);
+  EXPECT_EQ(text(out), "0\t0\tAll\ttc_reset_fresh\tAll Threads\n");  // no thread lines
+  c.increment();  // at the new root, not in the pushed "b"
+  unsigned own = 0, total = 0;
+  c.getCounts(own, total);
+  EXPECT_EQ(own, 1u);
+  EXPECT_EQ(total, 1u);
+  c.popContext();  // nothing to pop at a fresh root
+  c.increment("a");
+  out.clear();
+  c.printCounter(out);
+  EXPECT_NE(text(out).find("\t1\ta\ttc_reset_fresh\t"), std::string::npos) << text(out);
+  EXPECT_EQ(text(out).find("\tb\t"), std::string::npos) << text(out);
+}
+
+// reset() from other threads while threads count and push contexts: counts may be lost to a
+// reset, but nothing is freed under a counting thread and counting goes on in fresh trees.
 TEST_F(TcounterTest, ResetWhileCounting) {
   Tcounter c("tc_reset_race");
   c.enable();
-  std::atomic<bool> stop{false};
-  std::thread counter([&] {
-    for (int i = 0; i < 20000; ++i) {
-      c.pushContext(i % 3 ? "x" : "y");
-      c.increment("z");
-      c.popContext();
-      c.increment();
-    }
-    stop = true;
-  });
-  while (!stop) c.reset();
-  counter.join();
+  std::atomic<int> running{2};
+  std::vector<std::thread> counters;
+  for (int t = 0; t < 2; ++t) {
+    counters.emplace_back([&] {
+      for (int i = 0; i < 20000; ++i) {
+        c.pushContext(i % 3 ? "x" : "y");
+        c.increment("z");
+        c.popContext();
+        c.increment();
+      }
+      --running;
+    });
+  }
+  while (running > 0) c.reset();
+  for (std::thread& t : counters) t.join();
+  EXPECT_LE(c.count(), 2u * 40000u);
   c.reset();
   EXPECT_EQ(c.count(), 0u);
+  c.increment("after");
+  EXPECT_EQ(c.count(), 1u);
 }

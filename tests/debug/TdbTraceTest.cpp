@@ -168,6 +168,7 @@ TEST_F(TdbTraceTest, DebugSignalRunsCommandFile) {
   }
   std::filesystem::remove(dir.path() / "debug.cmd");
   writeFile(dir.path() / "debug.cmd", "on 2 tt_geom*\non 0 tt_anim\n");
+  ASSERT_TRUE(TdbTrace::sInstallSignalHandler());  // traces alone do not install it
   ASSERT_TRUE(vela::platform::debugSignalWatched());
   const unsigned long before = vela::platform::debugSignalsHandled();
   ASSERT_TRUE(vela::platform::raiseDebugSignal());

@@ -26,14 +26,16 @@ constexpr TstringId kDisabledNoReset{"s_TcounterStrings.rCountersDisabledNoReset
 constexpr TstringId kNotRetrieved{"s_TcounterStrings.rCountersNotRetrieved"};
 constexpr TstringId kVerboseCount{"s_TcounterStrings.rCounterVerboseCount"};
 
-// Serial numbers of counters start at 1, so a zeroed cache slot never matches.
-std::atomic<std::uint64_t> gNextSerial{1};
+// Cache keys start at 1, so a zeroed cache slot never matches.
+std::atomic<std::uint64_t> gNextCacheKey{1};
 
-// The calling thread's recently used trees, by counter serial. Plain data: no constructor or
+std::uint64_t nextCacheKey() { return gNextCacheKey.fetch_add(1, std::memory_order_relaxed); }
+
+// The calling thread's recently used trees, by counter cache key. Plain data: no constructor or
 // destructor runs per thread.
 constexpr unsigned kCacheSlots = 16;
 struct TthreadCache {
-  std::uint64_t serial[kCacheSlots];
+  std::uint64_t key[kCacheSlots];
   TcounterContext* root[kCacheSlots];
 };
 // Initial-exec: the library is linked at start-up, so its thread-local block is reached
@@ -225,7 +227,7 @@ void TcounterContext::printCounter(TdebugOutput& out, TstringArray& path, unsign
 // ---- Tcounter ----
 
 Tcounter::Tcounter(const Tstring& name)
-    : fName(name), fSerial(gNextSerial.fetch_add(1, std::memory_order_relaxed)) {
+    : fName(name), fCacheKey(nextCacheKey()) {
   TcounterRegistry& r = counterRegistry();
   TmtScopedLock guard(r.lock);
   fRegistered = r.counters.emplace(fName, this).second;
@@ -263,6 +265,8 @@ TcounterContext* Tcounter::findOrCreateCounterPerThread() {
   Tstring threadName;
   threadName.tFormat(&format, static_cast<int>(vela::debug_internal::currentThreadId32()));
   TmtScopedLock guard(fLock);
+  // The calling thread is not inside any call on its old trees now, so they can go.
+  if (!fRetired.empty()) fRetired.erase(threadName);
   auto it = fThreads.find(threadName);
   if (it != fThreads.end()) return it->second.get();
   auto root = std::make_unique<TcounterContext>(this, nullptr, threadName);
@@ -271,14 +275,25 @@ TcounterContext* Tcounter::findOrCreateCounterPerThread() {
   return made;
 }
 
+TcounterContext* Tcounter::cachedRoot() const {
+  // A root stays valid while its key is the counter's current one: reset() draws a new key
+  // before it puts the old trees aside, and only this thread frees them, on its next miss.
+  // Keys are never reused, so a slot left by a destroyed counter never matches a new one.
+  const std::uint64_t key = fCacheKey.load(std::memory_order_relaxed);
+  const TthreadCache& cache = tCache;
+  const unsigned slot = static_cast<unsigned>(key % kCacheSlots);
+  return cache.key[slot] == key ? cache.root[slot] : nullptr;
+}
+
 TcounterContext* Tcounter::threadRoot() {
-  // Roots live as long as their counter, so a cached pointer stays valid; serial numbers are
-  // never reused, so a slot left by a destroyed counter never matches a new one.
-  TthreadCache& cache = tCache;
-  const unsigned slot = static_cast<unsigned>(fSerial % kCacheSlots);
-  if (cache.serial[slot] == fSerial) return cache.root[slot];
+  if (TcounterContext* root = cachedRoot()) return root;
+  // The key is read before the tree is looked up: a reset in between leaves a stale key here,
+  // and the next call looks again.
+  const std::uint64_t key = fCacheKey.load(std::memory_order_relaxed);
   TcounterContext* root = findOrCreateCounterPerThread();
-  cache.serial[slot] = fSerial;
+  TthreadCache& cache = tCache;
+  const unsigned slot = static_cast<unsigned>(key % kCacheSlots);
+  cache.key[slot] = key;
   cache.root[slot] = root;
   return root;
 }
@@ -302,9 +317,7 @@ void Tcounter::pushContext(const Tstring& context) {
 
 void Tcounter::popContext() {
   // Also while disabled, so that a push made before disabling can still be undone.
-  TthreadCache& cache = tCache;
-  const unsigned slot = static_cast<unsigned>(fSerial % kCacheSlots);
-  TcounterContext* root = cache.serial[slot] == fSerial ? cache.root[slot] : nullptr;
+  TcounterContext* root = cachedRoot();
   if (root == nullptr && isEnabled()) root = threadRoot();
   if (root != nullptr) root->popContext();
 }
@@ -337,9 +350,15 @@ bool Tcounter::getCounts(unsigned int& own, unsigned int& total) const {
 }
 
 void Tcounter::reset() {
-  // The trees stay: their threads may be counting in them or be inside a pushed context.
   TmtScopedLock guard(fLock);
-  for (auto& entry : fThreads) entry.second->zeroCounts();
+  fCacheKey.store(nextCacheKey(), std::memory_order_relaxed);
+  // A thread may be counting in its tree right now, so the trees are zeroed and put aside
+  // rather than freed; their thread frees them when it next looks for its tree.
+  for (auto& entry : fThreads) {
+    entry.second->zeroCounts();
+    fRetired.emplace(entry.first, std::move(entry.second));
+  }
+  fThreads.clear();
 }
 
 void Tcounter::printCounter(TdebugOutput& out, bool verbose, unsigned int depth,

@@ -17,9 +17,11 @@
 //
 // Hazards: enable() is a switch, not a nesting count: two enable() and one disable() leave the
 // counter disabled. Contexts belong to the thread that pushed them; pushContext and popContext
-// must pair up on that thread. reset() zeroes every count but keeps the contexts, because a
-// thread may be inside one at that moment. Counters must outlive their use (static counters
-// live to the end of the process).
+// must pair up on that thread. reset() empties the thread table: every thread counts in a fresh
+// tree afterwards, outside any context it had pushed (its pops then do nothing). A thread may be
+// counting in its old tree at that moment, so the old trees are kept aside and freed when their
+// thread next counts (or with the counter); a TcounterContext* from current() is valid until
+// then. Counters must outlive their use (static counters live to the end of the process).
 #pragma once
 
 #include <velacore/base/TmtCriticalSection.h>
@@ -143,7 +145,7 @@ class Tcounter {
   [[nodiscard]] unsigned int count() const;
   /// `own`: the counts at the roots of all threads; `total`: count(). False when disabled.
   bool getCounts(unsigned int& own, unsigned int& total) const;
-  /// Zeroes every count of every thread.
+  /// Forgets every thread's tree and empties the thread table: counting starts from fresh roots.
   void reset();
   [[nodiscard]] const Tstring& name() const { return fName; }
 
@@ -183,13 +185,22 @@ class Tcounter {
   void addToCurrent(int delta);
   TcounterContext* findOrCreateCounterPerThread();
   TcounterContext* threadRoot();  // through the per-thread cache
+  TcounterContext* cachedRoot() const;  // the per-thread cache's entry, or null
 
   static std::atomic<int> fsCountersEnabled;
 
+  using TcontextTable =
+      std::unordered_map<Tstring, std::unique_ptr<TcounterContext>, TcounterContext::Thash>;
+
   Tstring fName;
-  const std::uint64_t fSerial;  // never reused: the per-thread cache's key
+  // The per-thread cache's key: drawn from a process-wide sequence that never repeats, and
+  // drawn again by reset(), so that no thread finds a tree of before the reset in its cache.
+  std::atomic<std::uint64_t> fCacheKey;
   std::atomic<int> fEnableCount{0};
   mutable TmtCriticalSection fLock;  // the thread table and the shape of every tree
-  std::unordered_map<Tstring, std::unique_ptr<TcounterContext>, TcounterContext::Thash> fThreads;
+  TcontextTable fThreads;
+  // Trees forgotten by reset() that their thread may still be counting in, by thread name.
+  std::unordered_multimap<Tstring, std::unique_ptr<TcounterContext>, TcounterContext::Thash>
+      fRetired;
   bool fRegistered = false;
 };

@@ -5,6 +5,7 @@
 #include <velacore/debug/TdebugOutputFile.h>
 #include <velacore/debug/internal/TdebugCommandFile.h>
 #include <velacore/debug/internal/TdebugThread.h>
+#include <velacore/environment/VelaEnv.h>
 #include <velacore/platform/TplatformSignal.h>
 
 #include <algorithm>
@@ -26,6 +27,15 @@ struct TtraceRegistry {
   std::vector<TdbTrace*> traces;
   Ttrigger changed;
   std::atomic<bool> triggersEnabled{false};
+  // The patterns of VELA_DEBUG, applied to each trace as it registers.
+  struct Tpattern {
+    Tstring pattern;
+    int level = 0;
+    bool matched = false;   // some trace matched it
+    bool reported = false;  // reported as unknown already
+  };
+  std::vector<Tpattern> patterns;
+  std::string patternText;  // the list they came from
 };
 
 TtraceRegistry& registry() {
@@ -34,6 +44,30 @@ TtraceRegistry& registry() {
 }
 
 enum TlineKind { kPlain, kNoIndent, kError };
+
+bool matchesAt(const TdbTrace& trace, int level, const Tstring& pattern) {
+  return (level < 1 || trace.level() <= level) && trace.key().matches(pattern);
+}
+
+// Switches `trace` on when a VELA_DEBUG pattern matches it; the registry lock is held. Returns
+// whether its state changed.
+bool applyPatternsLocked(TtraceRegistry& r, TdbTrace& trace, bool (TdbTrace::*setOn)(bool)) {
+  bool changed = false;
+  for (TtraceRegistry::Tpattern& p : r.patterns) {
+    if (!matchesAt(trace, p.level, p.pattern)) continue;
+    p.matched = true;
+    changed = (trace.*setOn)(true) || changed;
+  }
+  return changed;
+}
+
+// The environment is read once, when the first trace is made.
+bool readDebugEnvironment() {
+  if (const char* list = VelaGetEnv("VELA_DEBUG")) TdbTrace::sSetDebugPatterns(list);
+  const char* signal = VelaGetEnv("VELA_DEBUG_SIGNAL");
+  if (signal != nullptr && std::strcmp(signal, "1") == 0) TdbTrace::sInstallSignalHandler();
+  return true;
+}
 
 }  // namespace
 
@@ -44,12 +78,16 @@ TdbTrace::TdbTrace(const char* key, const char* output, const char* description)
 
 TdbTrace::TdbTrace(const char* key, int level, const char* output, const char* description)
     : fKey(key), fDescription(description), fOutput(sOutputFor(output)), fLevel(level) {
+  static const bool sEnvironmentRead = readDebugEnvironment();
+  (void)sEnvironmentRead;
+  bool changed;
   {
     TtraceRegistry& r = registry();
     TmtScopedLock guard(r.lock);
     r.traces.push_back(this);
+    changed = applyPatternsLocked(r, *this, &TdbTrace::setOnLocked);
   }
-  sInstallSignalHandler();
+  if (changed) sTriggerTraceChange();
 }
 
 TdbTrace::~TdbTrace() {
@@ -268,8 +306,7 @@ int collectLocked(const TtraceRegistry& r, int level, const Tstring& pattern,
                   std::vector<TdbTrace*>& out) {
   int found = 0;
   for (TdbTrace* trace : r.traces) {
-    if (level >= 1 && trace->level() > level) continue;
-    if (!trace->key().matches(pattern)) continue;
+    if (!matchesAt(*trace, level, pattern)) continue;
     out.push_back(trace);
     ++found;
   }
@@ -398,6 +435,83 @@ int TdbTrace::sNumTraces() {
   TtraceRegistry& r = registry();
   TmtScopedLock guard(r.lock);
   return static_cast<int>(r.traces.size());
+}
+
+int TdbTrace::sListTraces(const Tstring& pattern, TdebugOutput& out) {
+  std::vector<TdbTrace*> matches;
+  TtraceRegistry& r = registry();
+  TmtScopedLock guard(r.lock);  // held while printing: no listed trace can go meanwhile
+  collectLocked(r, 0, pattern, matches);
+  std::sort(matches.begin(), matches.end(),
+            [](const TdbTrace* a, const TdbTrace* b) {
+              return *a < *b || (*a == *b && a->level() < b->level());
+            });
+  for (const TdbTrace* trace : matches) {
+    out.print("%-3s %-32s %s\n", trace->on() ? "on" : "off", trace->name().asC(),
+              trace->description().asC());
+  }
+  return static_cast<int>(matches.size());
+}
+
+int TdbTrace::sSetDebugPatterns(const char* list) {
+  std::vector<std::string> bad;
+  int changed = 0;
+  {
+    TtraceRegistry& r = registry();
+    TmtScopedLock guard(r.lock);
+    r.patternText = list != nullptr ? list : "";
+    r.patterns.clear();
+    for (const auto& entry : vela::debug_internal::parseDebugPatternList(r.patternText)) {
+      if (entry.bad) {
+        bad.push_back(entry.pattern);
+        continue;
+      }
+      TtraceRegistry::Tpattern p;
+      p.pattern = Tstring(entry.pattern.data(), static_cast<unsigned>(entry.pattern.size()));
+      p.level = entry.level;
+      r.patterns.push_back(std::move(p));
+    }
+    for (TdbTrace* trace : r.traces) {
+      if (applyPatternsLocked(r, *trace, &TdbTrace::setOnLocked)) ++changed;
+    }
+  }
+  for (const std::string& entry : bad) {
+    TdebugOutput::sCerr().print("VELA_DEBUG: ignored '%s' (expected pattern or pattern:level)\n",
+                                entry.c_str());
+  }
+  if (changed > 0) sTriggerTraceChange();
+  return changed;
+}
+
+int TdbTrace::sReportUnknownDebugPatterns() {
+  std::vector<Tstring> unknown;
+  {
+    TtraceRegistry& r = registry();
+    TmtScopedLock guard(r.lock);
+    for (TtraceRegistry::Tpattern& p : r.patterns) {
+      if (p.matched || p.reported) continue;
+      p.reported = true;
+      unknown.push_back(p.pattern);
+    }
+  }
+  for (const Tstring& pattern : unknown) {
+    TdebugOutput::sCerr().print("VELA_DEBUG: no trace matches '%s'\n", pattern.asC());
+  }
+  return static_cast<int>(unknown.size());
+}
+
+void TdbTrace::sApplicationStarted() {
+  const char* list = VelaGetEnv("VELA_DEBUG");
+  bool changed;
+  {
+    TtraceRegistry& r = registry();
+    TmtScopedLock guard(r.lock);
+    changed = r.patternText != (list != nullptr ? list : "");
+  }
+  if (changed) sSetDebugPatterns(list);
+  sReportUnknownDebugPatterns();
+  const char* signal = VelaGetEnv("VELA_DEBUG_SIGNAL");
+  if (signal == nullptr || std::strcmp(signal, "0") != 0) sInstallSignalHandler();
 }
 
 Ttrigger& TdbTrace::sTraceChangeTrigger() { return registry().changed; }

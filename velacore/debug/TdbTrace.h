@@ -6,15 +6,25 @@
 //   ...
 //   if (gGeomTrace.on()) gGeomTrace.print("%d faces\n", faces);
 //
-// Traces start switched off. A developer switches them without rebuilding: write lines such as
+// Traces start switched off. A developer switches them on without rebuilding, at start-up
+// through the environment:
+//
+//   VELA_DEBUG='geom*:2,anim'     traces matching geom* of level 1 or 2, and anim at any level
+//
+// (read when the first trace is made and applied to each trace as it registers; `vela-info
+// traces` lists them), or in a running program: write lines such as
 //
 //   on 2 geom*                    switch on every trace matching geom* of level 1 or 2
 //   off 0 *                       switch everything off (level 0: any level)
 //   file geom.txt 0 geom*         send the matching traces to the file geom.txt
 //
 // into "debug.cmd" in the program's current directory and send it the debug signal
-// (`kill -USR1 <pid>`). A trace's output is named "stdout"/"cout" (or none),
-// "stderr"/"cerr", or a file name; files are placed as TdebugOutputFile describes.
+// (`kill -USR1 <pid>`). A library must not take process-wide resources on its own, so the signal
+// is watched only once the application asks: sApplicationStarted() (the start-up environment
+// calls it; `VELA_DEBUG_SIGNAL=0` declines), sInstallSignalHandler(), or `VELA_DEBUG_SIGNAL=1`
+// (then the first trace installs it). A handler the host had installed for the signal is still
+// called. A trace's output is named "stdout"/"cout" (or none), "stderr"/"cerr", or a file name;
+// files are placed as TdebugOutputFile describes.
 //
 // The on() test is a single relaxed load and branch, cheap enough for inner loops. Status and
 // output changes are serialised by one registry lock; printing itself is not.
@@ -133,12 +143,32 @@ class TdbTrace {
   /// The number of registered traces.
   [[nodiscard]] static int sNumTraces();
 
+  /// Prints one line per registered trace matching `pattern`, in key order: its state ("on" or
+  /// "off"), name and description. Returns the number listed.
+  static int sListTraces(const Tstring& pattern, TdebugOutput& out);
+
   /// Reads and applies "debug.cmd" from the current directory; what the debug signal runs.
   static void sSignalHandler();
   /// Applies command-file text (the lines of "debug.cmd"); returns the number of lines applied.
   static int sRunCommands(const char* text, std::size_t length);
-  /// Makes the debug signal run sSignalHandler(); the first trace does this. Returns success.
+  /// Makes the debug signal run sSignalHandler(), starting the thread that runs it; a handler
+  /// installed before for the signal is still called. Only the first call installs. Returns
+  /// success.
   static bool sInstallSignalHandler();
+
+  /// @name Switching by the environment
+  /// Takes a `VELA_DEBUG` list ("pattern[:level],..."): switches on the registered traces that
+  /// match an entry, and every trace registered later that does. Replaces the previous list
+  /// (traces it switched on stay on). A malformed entry is reported on standard error and
+  /// skipped. Returns the number of traces switched on now.
+  static int sSetDebugPatterns(const char* list);
+  /// Reports, once each, the entries of the list that no registered trace matched so far, on
+  /// standard error. Returns how many were reported by this call.
+  static int sReportUnknownDebugPatterns();
+  /// What the application calls when its start-up is done (the start-up environment does):
+  /// takes `VELA_DEBUG` again if it changed meanwhile (the environment file may set it),
+  /// reports unknown patterns, and installs the debug signal unless `VELA_DEBUG_SIGNAL` is "0".
+  static void sApplicationStarted();
 
   /// The trigger fired when a trace's on switch changes (while triggers are enabled).
   [[nodiscard]] static Ttrigger& sTraceChangeTrigger();

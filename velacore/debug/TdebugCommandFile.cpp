@@ -70,6 +70,34 @@ TdebugCommand parseDebugCommandLine(std::string_view line) {
   return command;
 }
 
+std::vector<TdebugPatternEntry> parseDebugPatternList(std::string_view list) {
+  std::vector<TdebugPatternEntry> entries;
+  const auto trim = [](std::string_view text) {
+    while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
+    while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
+    return text;
+  };
+  while (!list.empty()) {
+    const std::size_t comma = list.find(',');
+    const std::string_view entry = trim(list.substr(0, comma));
+    list = comma == std::string_view::npos ? std::string_view() : list.substr(comma + 1);
+    if (entry.empty()) continue;
+    TdebugPatternEntry parsed;
+    const std::size_t colon = entry.rfind(':');
+    if (colon == std::string_view::npos) {
+      parsed.pattern = std::string(entry);
+    } else {
+      parsed.pattern = std::string(trim(entry.substr(0, colon)));
+      if (parsed.pattern.empty() || !parseLevel(trim(entry.substr(colon + 1)), parsed.level)) {
+        parsed.pattern = std::string(entry);
+        parsed.bad = true;
+      }
+    }
+    entries.push_back(std::move(parsed));
+  }
+  return entries;
+}
+
 void TcommandLineSplitter::feed(const char* bytes, std::size_t length) {
   for (std::size_t i = 0; i < length; ++i) {
     const char c = bytes[i];

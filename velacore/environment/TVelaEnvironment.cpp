@@ -2,6 +2,7 @@
 
 #include <velacore/base/TbuildInfo.h>
 #include <velacore/base/TstringCatalog.h>
+#include <velacore/debug/TdbTrace.h>
 #include <velacore/debug/TdebugOutput.h>
 #include <velacore/environment/TenvFileParser.h>
 #include <velacore/environment/VelaEnv.h>
@@ -318,6 +319,9 @@ bool TVelaEnvironment::initializeVelaEnvironment(bool interactive) {
   initData();
   if (!readVariables(interactive)) return false;
   setEssentialVariables();
+  // Start-up is the application's moment to take process-wide debug resources (the debug
+  // signal), and the environment file may have set the trace switches.
+  TdbTrace::sApplicationStarted();
   return true;
 }
 

@@ -20,8 +20,9 @@ namespace vela::platform {
 using TdebugSignalCallback = void (*)();
 
 /// Installs the debug-signal handler and starts the watcher thread that calls `callback`. Only
-/// the first call installs; later calls replace the callback. Returns false when the handler or
-/// the watcher could not be set up (the signal then keeps its default action).
+/// the first call installs; later calls replace the callback. A handler the host had installed
+/// for the signal before is called by ours after it wakes the watcher. Returns false when the
+/// handler or the watcher could not be set up (the signal then keeps its previous action).
 bool watchDebugSignal(TdebugSignalCallback callback);
 
 /// Whether the debug-signal watcher is installed.

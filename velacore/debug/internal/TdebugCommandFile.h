@@ -8,6 +8,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vela::debug_internal {
 
@@ -33,6 +34,20 @@ struct TdebugCommand {
 
 /// Parses one line (without its line feed); fields are separated by blanks and tabs.
 [[nodiscard]] TdebugCommand parseDebugCommandLine(std::string_view line);
+
+/// One entry of a trace-pattern list such as "geom*:2,io": a wildcard pattern on trace keys
+/// and a level (0: any; 1 and up: traces of a greater level are left out).
+struct TdebugPatternEntry {
+  std::string pattern;
+  int level = 0;
+  /// Not "pattern" or "pattern:level" (a level that is not a decimal integer, or no pattern
+  /// before the ":"); `pattern` then holds the whole entry.
+  bool bad = false;
+};
+
+/// Splits a comma-separated pattern list; blanks around entries are dropped, empty entries
+/// skipped, and the level follows the last ":" of an entry.
+[[nodiscard]] std::vector<TdebugPatternEntry> parseDebugPatternList(std::string_view list);
 
 /// Cuts a byte stream into lines of at most kMaxCommandLine bytes: feed it pieces in order,
 /// then finish(). A trailing carriage return is removed with the line feed.

@@ -18,12 +18,20 @@ std::atomic<TdebugSignalCallback> gCallback{nullptr};
 std::atomic<bool> gInstalled{false};
 std::atomic<unsigned long> gHandled{0};
 std::mutex gInstallLock;
+// What the host had installed for the signal before us; called after our own wake-up.
+struct sigaction gPrevious {};
 
-extern "C" void onDebugSignal(int) {
+extern "C" void onDebugSignal(int signal, siginfo_t* info, void* context) {
   const int saved = errno;  // write() may change errno under the interrupted code
   const char byte = 1;
   [[maybe_unused]] ssize_t n = ::write(gPipe[1], &byte, 1);  // full pipe: a wake-up is pending
   errno = saved;
+  if ((gPrevious.sa_flags & SA_SIGINFO) != 0) {
+    if (gPrevious.sa_sigaction != nullptr) gPrevious.sa_sigaction(signal, info, context);
+  } else if (gPrevious.sa_handler != SIG_DFL && gPrevious.sa_handler != SIG_IGN &&
+             gPrevious.sa_handler != nullptr) {
+    gPrevious.sa_handler(signal);
+  }
 }
 
 void watcherLoop() {
@@ -57,10 +65,12 @@ bool watchDebugSignal(TdebugSignalCallback callback) {
     return false;
   }
 
+  // The host's handler is read before ours goes in, so the first signal already reaches it.
+  if (::sigaction(SIGUSR1, nullptr, &gPrevious) != 0) return false;
   struct sigaction action {};
-  action.sa_handler = onDebugSignal;
+  action.sa_sigaction = onDebugSignal;
   sigemptyset(&action.sa_mask);
-  action.sa_flags = SA_RESTART;
+  action.sa_flags = SA_RESTART | SA_SIGINFO;
   if (::sigaction(SIGUSR1, &action, nullptr) != 0) return false;
   gInstalled.store(true, std::memory_order_release);
   return true;

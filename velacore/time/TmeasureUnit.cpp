@@ -1,0 +1,60 @@
+// The process-wide state of the length and angle units, and their conversion tables.
+#include <velacore/time/TangleUnit.h>
+#include <velacore/time/Tunit.h>
+
+namespace vela::time_internal {
+
+template <class Derived, class Kind>
+typename Kind::Tsystem TmeasureUnit<Derived, Kind>::sInternal = Kind::kDefaultInternal;
+template <class Derived, class Kind>
+typename Kind::Tsystem TmeasureUnit<Derived, Kind>::sUI = Kind::kDefaultUI;
+template <class Derived, class Kind>
+bool TmeasureUnit<Derived, Kind>::sTableNotBuilt = true;
+template <class Derived, class Kind>
+TvalueArray<Derived*> TmeasureUnit<Derived, Kind>::sTable;
+
+template <class Derived, class Kind>
+Ttrigger& TmeasureUnit<Derived, Kind>::changeTrigger() {
+  static Ttrigger trigger;
+  return trigger;
+}
+
+template <class Derived, class Kind>
+const Derived& TmeasureUnit<Derived, Kind>::conversion(Tsystem unit) {
+  // Every unit at once, against the internal unit in force now; the entries live as long as
+  // the process.
+  if (sTableNotBuilt) {
+    for (std::uint32_t u = 0; u < Kind::kUnitCount; ++u) {
+      sTable.addLast(new Derived(static_cast<Tsystem>(u)));
+    }
+    sTableNotBuilt = false;
+  }
+  return *sTable[unit < Kind::kUnitCount ? static_cast<std::uint32_t>(unit) : 0u];
+}
+
+template class TmeasureUnit<Tunit, TlengthUnitKind>;
+template class TmeasureUnit<TangleUnit, TangleUnitKind>;
+
+}  // namespace vela::time_internal
+
+void Tunit::computeConversionFactors() noexcept {
+  switch (internal()) {
+    case kInch: computeConversionInch(); break;
+    case kFoot: computeConversionFoot(); break;
+    case kYard: computeConversionYard(); break;
+    case kMile: computeConversionMile(); break;
+    case kMillimeter: computeConversionMilliMeter(); break;
+    case kCentimeter: computeConversionCentiMeter(); break;
+    case kKilometer: computeConversionKiloMeter(); break;
+    case kMeter: computeConversionMeter(); break;
+  }
+}
+
+void TangleUnit::computeConversionFactors() noexcept {
+  switch (internal()) {
+    case kAngleRadians: computeConversionRadians(); break;
+    case kAngleDegrees: computeConversionDegrees(); break;
+    case kAngleMinutes: computeConversionMinutes(); break;
+    case kAngleSeconds: computeConversionSeconds(); break;
+  }
+}

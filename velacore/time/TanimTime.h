@@ -255,6 +255,59 @@ class VELACORE_API TanimTime {
   [[nodiscard]] static bool isDropFrameRate(TtimeUnitSystem unit) noexcept;
   /// @}
 
+  /// @name Text and timecode
+  /// Timecode is "[-]hh:mm:ss:ff" in the unit's nominal frames per second (24 for 23.976, 30
+  /// for 29.97, ...; hours, minutes and seconds count one frame a second, milliseconds 1000):
+  /// hours have at least two digits and as many more as needed, frames as many digits as the
+  /// largest frame number. Drop-frame time (kTime29_97DF) writes ";" before the frames and
+  /// skips frame labels 0 and 1 at the start of every minute not divisible by ten; reading it
+  /// accepts ";" or ":" and refuses a skipped label. A time between frames adds the fraction of
+  /// a frame, ".ddd" after the frames, with enough digits to give the exact tick back. A minus
+  /// sign applies to the whole time. Units 50 and above have no timecode.
+  ///
+  /// parseTime reads a sum of terms, "[-]term[ term...]", each a decimal number (no exponent)
+  /// followed by a unit (only the last term may omit it): h/hour/hours, m/min/minute(s), s/sec/second(s),
+  /// ms/millisec/millisecond(s), the named frame rates (game, film, pal, ntsc, show, palf, ntscf),
+  /// f/frame/frames (the current unit), t/tick/ticks; without a unit, frames of the current unit.
+  /// Its arithmetic is exact, rounding each term to the nearest tick ("1m 30s", "2.5f", "12t").
+  ///
+  /// Every reader changes nothing and returns false on text it refuses.
+  /// @{
+  /// Reads timecode, then a bare number of current units (rounded up to a tick), then parseTime.
+  bool setValueFromString(const char* text);
+  bool setValueFromString(const Tstring& text) { return setValueFromString(text.asC()); }
+  bool parseTime(const char* text);
+  /// Reads "[-]hh:mm:ss:ff[.ddd]" (";" before the frames for drop-frame) in `unit`.
+  bool setValueFromSmpteFromString(const char* text, TtimeUnitSystem unit = kTimeCurrentUnit);
+  /// Sets the time from timecode fields; false (and no change) for fields out of range, a
+  /// skipped drop-frame label, a negative remainder or a time past the 64-bit range.
+  bool setValueFromSmpteUnits(const TsmpteFields& fields, TtimeUnitSystem unit = kTimeCurrentUnit);
+  bool setValueFromSmpteUnits(std::int64_t hours, std::int32_t minutes, std::int32_t seconds,
+                              std::int64_t frames, TtimeUnitSystem unit = kTimeCurrentUnit);
+  /// Reads the packed form hhmmssff.fraction of valueInSmpteUnit (rates up to 100 frames a
+  /// second only).
+  bool setValueFromSmpteFloatUnit(double packed, TtimeUnitSystem unit = kTimeCurrentUnit);
+  /// The timecode fields of the time in `unit`; false for a unit without timecode.
+  bool getValueInSmpteUnit(TsmpteFields& fields,
+                           TtimeUnitSystem unit = kTimeCurrentUnit) const noexcept;
+  /// The timecode packed in one number, hours x 10^6 + minutes x 10^4 + seconds x 100 + frames,
+  /// plus the fraction of a frame, negative for negative times (0 for a unit without timecode).
+  [[nodiscard]] double valueInSmpteUnit(TtimeUnitSystem unit = kTimeCurrentUnit) const noexcept;
+  /// The time as a number of current units ("48", "12.5"); when a plain number would not read
+  /// back to the same tick, the exact form "<frames>.<fraction>f".
+  [[nodiscard]] Tstring toFrameUnitsString() const;
+  /// Timecode in `unit` (smpte true; the frame-units string for units without timecode) or the
+  /// frame-units string. setValueFromString reads it back to the same tick when `unit` is the
+  /// current unit.
+  void toString(bool smpte, TtimeUnitSystem unit, Tstring& text) const;
+  [[nodiscard]] Tstring toString(bool smpte = false,
+                                 TtimeUnitSystem unit = kTimeCurrentUnit) const {
+    Tstring text;
+    toString(smpte, unit, text);
+    return text;
+  }
+  /// @}
+
   /// @name The coarse time and the disk forms of older files
   /// Older files store times as 32-bit counts of a coarse unit, 6000 a second (23,520 ticks;
   /// 23,543.52 for the colour-television rates); newer files store 64-bit tick counts, possibly

@@ -1,0 +1,79 @@
+#include <velacore/data/Tfile.h>
+
+#include <velacore/base/Texception.h>
+#include <velacore/base/TstringCatalog.h>
+#include <velacore/strings/Tstring.h>
+
+#include <cerrno>
+#include <cinttypes>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <type_traits>
+
+void Tfile::writeDouble(double v) {
+  char buf[32];
+  std::snprintf(buf, sizeof buf, "%.17g", v);
+  fText += buf;
+}
+
+void Tfile::writeFloat(float v) {
+  char buf[32];
+  std::snprintf(buf, sizeof buf, "%.9g", double(v));
+  fText += buf;
+}
+
+void Tfile::writeInt(long long v) { fText += std::to_string(v); }
+
+void Tfile::writeUInt(unsigned long long v) { fText += std::to_string(v); }
+
+void Tfile::writeQuoted(const char* text) {
+  fText += '"';
+  for (const char* c = text != nullptr ? text : ""; *c != '\0'; ++c) {
+    if (*c == '"' || *c == '\\') fText += '\\';
+    fText += *c;
+  }
+  fText += '"';
+}
+
+template <class T>
+void Tfile::writeElements(const TvalueArray<T>& a) {
+  writeUInt(a.size());
+  for (const T& v : a) {
+    fText += ' ';
+    if constexpr (std::is_same_v<T, double>) {
+      writeDouble(v);
+    } else if constexpr (std::is_same_v<T, float>) {
+      writeFloat(v);
+    } else if constexpr (std::is_signed_v<T>) {
+      writeInt(v);
+    } else {
+      writeUInt(v);
+    }
+  }
+}
+
+void Tfile::writeArray(const TdoubleArray& a) { writeElements(a); }
+void Tfile::writeArray(const TfloatArray& a) { writeElements(a); }
+void Tfile::writeArray(const Tint16Array& a) { writeElements(a); }
+void Tfile::writeArray(const Tint32Array& a) { writeElements(a); }
+void Tfile::writeArray(const Tint64Array& a) { writeElements(a); }
+void Tfile::writeArray(const TuInt8Array& a) { writeElements(a); }
+void Tfile::writeArray(const TuInt32Array& a) { writeElements(a); }
+void Tfile::writeArray(const TuInt64Array& a) { writeElements(a); }
+
+void Tfile::save(const char* path) const {
+  errno = 0;
+  std::ofstream out(path != nullptr ? path : "", std::ios::binary | std::ios::trunc);
+  if (out) out << fText;
+  if (out) out.flush();
+  if (!out) {
+    const int code = errno != 0 ? errno : EIO;
+    const Tstring format(TstringCatalog::sText("s_TiffStrings.rCannotWrite"));
+    const Tstring file(path != nullptr ? path : "");
+    const Tstring reason(std::strerror(code));
+    Tstring text;
+    text.tFormat(&format, &file, &reason);
+    throw TfileException(code, text.asC());
+  }
+}

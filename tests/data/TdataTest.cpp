@@ -79,7 +79,9 @@ TEST(TdataTest, ConversionsFollowThePayloadKind) {
   EXPECT_EQ(Tdata(big).int64Value(), big);
 
   // Anim time: ticks over 141,120,000 a second.
-  EXPECT_EQ(Tdata::sFromTicks(141120000).doubleValue(), 1.0);
+  EXPECT_EQ(Tdata(TanimTime(141120000)).doubleValue(), 1.0);
+  EXPECT_EQ(Tdata(TanimTime(5)).flags(), Tdata::kAnimTime);
+  EXPECT_EQ(Tdata(1.0).timeValue(), TanimTime(1.0, kTimeSeconds));
   EXPECT_EQ(Tdata::sFromTicks(-211680000).int32Value(), -1);  // -1.5 s toward zero
   EXPECT_EQ(Tdata(2.0).timeTicks(), 282240000);
 
@@ -251,6 +253,8 @@ TEST(TdataTest, ArithmeticAndComparisonOfInlineKinds) {
   EXPECT_EQ(later.timeTicks(), 150);
   EXPECT_EQ((Tdata::sFromTicks(141120000) * Tdata(2.0)).timeTicks(), 282240000);
   EXPECT_EQ((Tdata::sFromTicks(0) + Tdata(0.5)).timeTicks(), 70560000);
+  EXPECT_EQ((Tdata(TanimTime(std::numeric_limits<std::int64_t>::max())) * Tdata(2.0)).timeTicks(),
+            std::numeric_limits<std::int64_t>::max());  // saturates
   int x = 0;
   EXPECT_THROW(Tdata(static_cast<void*>(&x)) + Tdata(1), TincompatibleData);
   EXPECT_THROW(Tdata::fsNULL + Tdata(1), TincompatibleData);

@@ -32,14 +32,6 @@ std::int64_t truncateToInt64(double v) {
   return static_cast<std::int64_t>(v >= 0.0 ? std::floor(v) : std::ceil(v));
 }
 
-// Ticks from a double: saturating, rounding half away from zero (as animation times round).
-std::int64_t roundToTicks(double v) {
-  if (std::isnan(v)) return 0;
-  if (v >= 9223372036854775807.0) return std::numeric_limits<std::int64_t>::max();
-  if (v <= -9223372036854775808.0) return std::numeric_limits<std::int64_t>::min();
-  return static_cast<std::int64_t>(std::round(v));
-}
-
 std::int64_t wrapping(std::int64_t a, std::int64_t b, int op) {
   const auto ua = static_cast<std::uint64_t>(a);
   const auto ub = static_cast<std::uint64_t>(b);
@@ -182,7 +174,7 @@ bool Tdata::booleanValue() const {
 std::int64_t Tdata::timeTicks() const {
   if (isAnimTime()) return fPayload.i;
   if (asAddr()) return 0;
-  return roundToTicks(doubleValue() * kTicksPerSecond);
+  return TanimTime(doubleValue(), kTimeSeconds).inTicks();
 }
 
 // ---- sharing ----
@@ -305,16 +297,15 @@ Tdata Tdata::arithmetic(const Tdata& o, int op) const {
   if (isNULL() || (o.fFlags & (kNumeric | kAnimTime)) == 0 || asAddr() || o.asAddr())
     throw fsDataMismatch;
   if (isAnimTime() || o.isAnimTime()) {
-    const double a = isAnimTime() ? double(fPayload.i) : doubleValue() * kTicksPerSecond;
-    const double b = o.isAnimTime() ? double(o.fPayload.i) : o.doubleValue() * kTicksPerSecond;
-    if (op == kAdd || op == kSub) {
-      if (isAnimTime() && o.isAnimTime()) return sFromTicks(wrapping(fPayload.i, o.fPayload.i, op));
-      return sFromTicks(roundToTicks(applyDouble(a, b, op)));
-    }
+    // Times follow TanimTime's saturating arithmetic.
+    const TanimTime a = timeValue();
+    const TanimTime b = o.timeValue();
+    if (op == kAdd) return Tdata(a + b);
+    if (op == kSub) return Tdata(a - b);
     // A time scaled by a number stays a time; a number over a time, or two times multiplied,
     // are plain numbers of seconds.
-    if (isAnimTime() && !o.isAnimTime()) return sFromTicks(roundToTicks(applyDouble(a, o.doubleValue(), op)));
-    if (!isAnimTime() && op == kMul) return sFromTicks(roundToTicks(doubleValue() * b));
+    if (isAnimTime() && !o.isAnimTime()) return Tdata(op == kMul ? a * o.doubleValue() : a / o.doubleValue());
+    if (!isAnimTime() && op == kMul) return Tdata(b * doubleValue());
     return Tdata(applyDouble(doubleValue(), o.doubleValue(), op));
   }
   if (asInt64() && o.asInt64()) {
@@ -385,19 +376,11 @@ int Tdata::readBinary(TiffTag tag, unsigned& size, const void*& cursor) {
   const auto* bytes = static_cast<const unsigned char*>(cursor);
   if (isAnimTime()) {
     const int version = TglobalTranslatorBase::currentlyReadingFileVersion();
-    std::int64_t ticks = 0;
-    unsigned used = 0;
-    if (version == 205 || version >= 208) {
-      if (size < 8) return -1;
-      ticks = TbigEndian::read<std::int64_t>(bytes);
-      used = 8;
-    } else {
-      // The older form: a 32-bit count of coarse units (6000 a second).
-      if (size < 4) return -1;
-      ticks = std::int64_t(TbigEndian::read<std::int32_t>(bytes)) * 23520;
-      used = 4;
-    }
-    fPayload.i = ticks;
+    const unsigned used = TanimTime::sDiskFormIs64(version) ? 8 : 4;
+    if (size < used) return -1;
+    TanimTime time;
+    time.setValueFromDiskBuffer(bytes, version);
+    fPayload.i = time.inTicks();
     fFlags = (fFlags & ~(kNumeric | kAddress | kInt64)) | kAnimTime;
     size -= used;
     cursor = bytes + used;

@@ -30,6 +30,7 @@
 #include <velacore/data/TdataLetter.h>
 #include <velacore/data/Tid.h>
 #include <velacore/data/TiffTag.h>
+#include <velacore/time/TanimTime.h>
 
 #include <cstdint>
 #include <limits>
@@ -48,7 +49,7 @@ class VELACORE_API Tdata {
     kConfirmed = 128,        ///< confirmed for the Tid in the dirty id
   };
   /// Ticks of an animation time in one second.
-  static constexpr double kTicksPerSecond = 141120000.0;
+  static constexpr double kTicksPerSecond = double(TanimTime::kTicksPerSecond);
 
   /// @name Construction
   /// @{
@@ -60,6 +61,7 @@ class VELACORE_API Tdata {
   Tdata(long long v) : fFlags(kNumeric | kInt64) { fPayload.i = v; }  // NOLINT(implicit)
   Tdata(long v) : fFlags(kNumeric | kInt64) { fPayload.i = v; }       // NOLINT(implicit)
   Tdata(void* v) : fFlags(kNumeric | kAddress) { fPayload.p = v; }    // NOLINT(implicit)
+  Tdata(TanimTime t) : fFlags(kAnimTime) { fPayload.i = t.inTicks(); } // NOLINT(implicit)
   Tdata(const char*) = delete;  // would silently become a bool
   /// Shares `letter` as a holder; a null letter gives a NULL envelope.
   Tdata(TdataLetter* letter) : fFlags(kHolder) {  // NOLINT(implicit)
@@ -105,6 +107,7 @@ class VELACORE_API Tdata {
   Tdata& operator=(long long v) { return setInline(kNumeric | kInt64, Tpayload::ofInt(v)); }
   Tdata& operator=(long v) { return *this = static_cast<long long>(v); }
   Tdata& operator=(void* v) { return setInline(kNumeric | kAddress, Tpayload::ofAddr(v)); }
+  Tdata& operator=(TanimTime t) { return setInline(kAnimTime, Tpayload::ofInt(t.inTicks())); }
   Tdata& operator=(const char*) = delete;
   /// Releases the letter; the envelope becomes NULL (a holder of nothing).
   void reset();
@@ -127,6 +130,8 @@ class VELACORE_API Tdata {
   [[nodiscard]] void* addrValue() const { return asAddr() ? fPayload.p : nullptr; }
   /// The tick count of an anim-time payload; other kinds convert their seconds to ticks.
   [[nodiscard]] std::int64_t timeTicks() const;
+  /// timeTicks() as a time.
+  [[nodiscard]] TanimTime timeValue() const { return TanimTime(timeTicks()); }
   /// @}
 
   /// @name Kind

@@ -392,14 +392,14 @@ TEST(TdataTest, CopyManagerRecyclesLettersUpToItsCapacity) {
 TEST(TdataTest, CopyTraceReportsPrivateCopies) {
   auto* sink = new TdebugOutputString;
   sink->ref();
-  TdataLetter::fsTrace.setOn(true);
-  TdataLetter::fsTrace.setOutput(sink);
+  TdataLetter::fsTrace.trace().setOn(true);
+  TdataLetter::fsTrace.trace().setOutput(sink);
   Tdata a(doubles({1, 2, 3}));
   Tdata b(a);
   a.makeWritable();  // takes over: no copy, nothing reported
   b.makeWritable();  // copies
-  TdataLetter::fsTrace.setOn(false);
-  TdataLetter::fsTrace.setOutput(nullptr);
+  TdataLetter::fsTrace.trace().setOn(false);
+  TdataLetter::fsTrace.trace().setOutput(nullptr);
   const std::string text = sink->string().asC();
   sink->unref();
   EXPECT_NE(text.find("private copy of doubleArray"), std::string::npos) << text;

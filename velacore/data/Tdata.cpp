@@ -198,7 +198,7 @@ bool Tdata::makeWritable() {
   if (TdataLetter::fsTrace.on()) {
     Footprint fp;
     mine->footprint(fp);
-    TdataLetter::fsTrace.print("private copy of %s letter, %zu bytes\n", mine->typeName(),
+    TdataLetter::fsTrace.trace().print("private copy of %s letter, %zu bytes\n", mine->typeName(),
                                fp.totalBytes());
   }
   return true;

@@ -7,8 +7,15 @@
 #include <velacore/debug/TdbTrace.h>
 #include <velacore/debug/TdebugOutput.h>
 
-TdbTrace TdataLetter::fsTrace("dataLetterCopy", "cerr",
-                              "Private copies of data letters made by Tdata::makeWritable");
+const TdataLetter::TcopyTrace TdataLetter::fsTrace{};
+
+TdbTrace& TdataLetter::TcopyTrace::trace() const {
+  static TdbTrace trace("dataLetterCopy", "cerr",
+                        "Private copies of data letters made by Tdata::makeWritable");
+  return trace;
+}
+
+bool TdataLetter::TcopyTrace::on() const { return trace().on(); }
 
 VPtrBase::~VPtrBase() = default;
 

@@ -157,9 +157,15 @@ class VELACORE_API TdataLetter : public TmultiSharedObject, public VPtrBase {
   void clearInstance() override;
   /// @}
 
-  /// Reports each private copy that Tdata::makeWritable makes (type name and size); off by
-  /// default.
-  static TdbTrace fsTrace;
+  /// The trace "dataLetterCopy": reports each private copy that Tdata::makeWritable makes
+  /// (type name and size); off by default. The trace is registered on first use, so loading
+  /// the library registers no trace of its own.
+  class VELACORE_API TcopyTrace {
+   public:
+    [[nodiscard]] TdbTrace& trace() const;
+    [[nodiscard]] bool on() const;
+  };
+  static const TcopyTrace fsTrace;
 
  protected:
   /// Throws the shared TincompatibleData exception (for unsupported operands).

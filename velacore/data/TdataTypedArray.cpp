@@ -5,6 +5,7 @@
 #include <velacore/data/Tdata.h>
 #include <velacore/data/Tfile.h>
 #include <velacore/data/TiffFile.h>
+#include <velacore/data/internal/TdataElementOps.h>
 #include <velacore/debug/TdebugOutput.h>
 
 #include <cmath>
@@ -12,75 +13,7 @@
 #include <limits>
 #include <type_traits>
 
-namespace {
-
-enum Top { kAdd, kSub, kMul, kDiv };
-
-// A double as element type T: floats as they are, integers truncated toward zero and clamped
-// to the type's range (NaN gives 0).
-template <class T>
-T fromDouble(double v) {
-  if constexpr (std::is_floating_point_v<T>) {
-    return T(v);
-  } else {
-    if (std::isnan(v)) return T(0);
-    if (v <= double(std::numeric_limits<T>::min())) return std::numeric_limits<T>::min();
-    if (v >= double(std::numeric_limits<T>::max())) return std::numeric_limits<T>::max();
-    return T(std::trunc(v));
-  }
-}
-
-double applyDouble(double a, double b, int op) {
-  switch (op) {
-    case kAdd: return a + b;
-    case kSub: return a - b;
-    case kMul: return a * b;
-    default: return a / b;
-  }
-}
-
-// Integers combine exactly (wrapping); a division by zero or past the range goes through
-// doubles and clamps.
-template <class T>
-T combine(T a, T b, int op) {
-  if constexpr (std::is_floating_point_v<T>) {
-    return T(applyDouble(a, b, op));
-  } else {
-    using U = std::make_unsigned_t<T>;
-    switch (op) {
-      case kAdd: return T(U(a) + U(b));
-      case kSub: return T(U(a) - U(b));
-      case kMul: return T(U(a) * U(b));
-      default:
-        if (b == 0) return fromDouble<T>(double(a) / 0.0);
-        if constexpr (std::is_signed_v<T>) {
-          if (b == -1 && a == std::numeric_limits<T>::min()) return a;
-        }
-        return T(a / b);
-    }
-  }
-}
-
-void swapIn(const unsigned char* from, double* to, std::size_t n) {
-  for (std::size_t i = 0; i < n; ++i) {
-    std::uint64_t raw;
-    std::memcpy(&raw, from + 8 * i, 8);
-    raw = __builtin_bswap64(raw);
-    std::memcpy(to + i, &raw, 8);
-  }
-}
-
-template <class T>
-void readElements(const unsigned char* from, T* to, std::size_t n) {
-  if constexpr (std::is_same_v<T, double>) {
-    swapIn(from, to, n);
-  } else {
-    std::memcpy(to, from, n * sizeof(T));
-    TbigEndian::swapInPlace(to, n);
-  }
-}
-
-}  // namespace
+using namespace vela::data_internal;
 
 template <class Self, class T>
 TdataTypedArray<Self, T>::TdataTypedArray(const Array& values) {
@@ -156,33 +89,27 @@ int TdataTypedArray<Self, T>::compareWith(const TdataLetter& o) const {
   if (other == nullptr) sIncompatible();
   const Array& a = array();
   const Array& b = other->array();
-  for (std::uint32_t i = 0; i < a.size() && i < b.size(); ++i) {
-    if (a[i] < b[i]) return -1;
-    if (b[i] < a[i]) return 1;
-    if (!(a[i] == b[i])) return 2;  // unordered (NaN)
-  }
-  return a.size() < b.size() ? -1 : (a.size() > b.size() ? 1 : 0);
+  return compareRuns(a.data(), a.size(), b.data(), b.size());
 }
 
 // Against an envelope: another array of this class compares as arrays; anything else gets the
 // base letter's answers.
-#define VELA_ARRAY_COMPARE(op, test)                                                      \
+#define VELA_ARRAY_COMPARE(op, code)                                                      \
   template <class Self, class T>                                                          \
   bool TdataTypedArray<Self, T>::operator op(const TdataLetter& o) const {                \
-    const int c = compareWith(o);                                                         \
-    return test;                                                                          \
+    return compareAnswer(compareWith(o), code);                                           \
   }                                                                                       \
   template <class Self, class T>                                                          \
   bool TdataTypedArray<Self, T>::operator op(const Tdata& o) const {                      \
-    if (const Self* other = sameKind(o)) return *this op static_cast<const TdataLetter&>(*other); \
+    if (const Self* other = sameKind(o)) return compareAnswer(compareWith(*other), code);  \
     return TdataLetter::operator op(o);                                                   \
   }
-VELA_ARRAY_COMPARE(==, c == 0)
-VELA_ARRAY_COMPARE(!=, c != 0)
-VELA_ARRAY_COMPARE(<, c == -1)
-VELA_ARRAY_COMPARE(>, c == 1)
-VELA_ARRAY_COMPARE(<=, c == -1 || c == 0)
-VELA_ARRAY_COMPARE(>=, c == 1 || c == 0)
+VELA_ARRAY_COMPARE(==, 0)
+VELA_ARRAY_COMPARE(!=, 1)
+VELA_ARRAY_COMPARE(<, 2)
+VELA_ARRAY_COMPARE(>, 3)
+VELA_ARRAY_COMPARE(<=, 4)
+VELA_ARRAY_COMPARE(>=, 5)
 #undef VELA_ARRAY_COMPARE
 
 template <class Self, class T>
@@ -193,30 +120,20 @@ TdataLetter& TdataTypedArray<Self, T>::apply(const TdataLetter& o, int op) {
     // x op= x: read from a snapshot so the shared array is not changed under the loop.
     const Array snapshot(array());
     Array& a = writableArray();
-    for (std::uint32_t i = 0; i < a.size(); ++i) a[i] = combine<T>(a[i], snapshot[i], op);
+    applyElementwise(a.data(), snapshot.data(), a.size(), op);
     return *this;
   }
   Array& a = writableArray();
-  const Array& b = other->array();
-  for (std::uint32_t i = 0; i < a.size(); ++i) a[i] = combine<T>(a[i], b[i], op);
+  applyElementwise(a.data(), other->array().data(), a.size(), op);
   return *this;
 }
 
 template <class Self, class T>
 TdataLetter& TdataTypedArray<Self, T>::apply(const Tdata& o, int op) {
   if (const TdataLetter* l = o.pLetter()) return apply(*l, op);
-  if (o.isNULL() || o.addrValue() != nullptr || (o.flags() & Tdata::kAddress) != 0) sIncompatible();
+  if (o.isNULL() || (o.flags() & Tdata::kAddress) != 0) sIncompatible();
   Array& a = writableArray();
-  if (!std::is_floating_point_v<T> && (o.flags() & Tdata::kInt64) != 0) {
-    const std::int64_t s = o.int64Value();
-    if (s >= std::int64_t(std::numeric_limits<T>::min()) &&
-        (s < 0 || std::uint64_t(s) <= std::uint64_t(std::numeric_limits<T>::max()))) {
-      for (T& v : a) v = combine<T>(v, T(s), op);
-      return *this;
-    }
-  }
-  const double s = o.doubleValue();
-  for (T& v : a) v = fromDouble<T>(applyDouble(double(v), s, op));
+  applyScalar(a.data(), a.size(), o, op);
   return *this;
 }
 
@@ -243,23 +160,9 @@ int TdataTypedArray<Self, T>::readASCII(const TargList& args, unsigned& index, i
   std::uint32_t n = 0;
   if (!args.readCount(at, n)) return -1;
   Array values(8);
-  values.changePhysicalSizeTo(n);
+  values.changeLogicalSizeTo(n);
   for (std::uint32_t i = 0; i < n; ++i) {
-    if constexpr (std::is_floating_point_v<T>) {
-      double v = 0;
-      if (!args.readDouble(at, v)) return -1;
-      values.addLast(T(v));
-    } else if constexpr (std::is_signed_v<T>) {
-      std::int64_t v = 0;
-      if (!args.readInt64(at, v) || v < std::int64_t(std::numeric_limits<T>::min()) ||
-          v > std::int64_t(std::numeric_limits<T>::max()))
-        return -1;
-      values.addLast(T(v));
-    } else {
-      std::uint64_t v = 0;
-      if (!args.readUInt64(at, v) || v > std::uint64_t(std::numeric_limits<T>::max())) return -1;
-      values.addLast(T(v));
-    }
+    if (!readWord(args, at, values[i])) return -1;
   }
   writableArray().swap(values);
   index = at;
@@ -279,7 +182,7 @@ int TdataTypedArray<Self, T>::readBinary(TiffTag, unsigned& size, const void*& c
   Array& a = writableArray();
   a.changeLogicalSizeTo(n);
   const auto* from = static_cast<const unsigned char*>(cursor);
-  if (n != 0) readElements(from, a.data(), n);
+  if (n != 0) readBigEndian(from, a.data(), n);
   size -= n * unsigned(sizeof(T));
   cursor = from + std::size_t(n) * sizeof(T);
   return 0;

@@ -6,38 +6,42 @@
 #include <velacore/data/TiffFile.h>
 #include <velacore/debug/TdebugOutput.h>
 
-void TdataUnknown::debug(TdebugOutput& out, unsigned details) const {
+template <class Self>
+void TdataByteLetter<Self>::debug(TdebugOutput& out, unsigned details) const {
   TdataLetter::debug(out, details);
-  out.print("unknown value of tag %s, %zu bytes\n", fOriginalTag.text().data(), fBytes.size());
+  out.print("%zu bytes\n", fBytes.size());
 }
 
-void TdataUnknown::footprint(Footprint& fp) const {
+template <class Self>
+void TdataByteLetter<Self>::footprint(Footprint& fp) const {
   TdataLetter::footprint(fp);
-  fp.addField("originalTag", sizeof fOriginalTag);
   fp.addField("bytes", sizeof fBytes);
   fp.addReferenced(fBytes.capacity());
 }
 
-bool TdataUnknown::operator==(const TdataLetter& o) const {
-  const auto* other = dynamic_cast<const TdataUnknown*>(&o);
+template <class Self>
+bool TdataByteLetter<Self>::operator==(const TdataLetter& o) const {
+  const auto* other = dynamic_cast<const Self*>(&o);
   if (other == nullptr) sIncompatible();
-  return fOriginalTag == other->fOriginalTag && fBytes == other->fBytes;
+  return iffTag() == other->iffTag() && fBytes == other->fBytes;
 }
 
-int TdataUnknown::readBinary(TiffTag tag, unsigned& size, const void*& cursor) {
+template <class Self>
+int TdataByteLetter<Self>::readBinary(TiffTag, unsigned& size, const void*& cursor) {
   const auto* from = static_cast<const unsigned char*>(cursor);
   fBytes.assign(from, from + size);
-  fOriginalTag = tag;
   cursor = from + size;
   size = 0;
   return 0;
 }
 
-int TdataUnknown::writeBinary(TiffFile& file) const {
+template <class Self>
+int TdataByteLetter<Self>::writeBinary(TiffFile& file) const {
   return fBytes.empty() ? 0 : file.write(fBytes.data(), fBytes.size());
 }
 
-int TdataUnknown::readASCII(const TargList& args, unsigned& index, int) {
+template <class Self>
+int TdataByteLetter<Self>::readASCII(const TargList& args, unsigned& index, int) {
   unsigned at = index;
   std::uint32_t n = 0;
   if (!args.readCount(at, n)) return -1;
@@ -53,7 +57,8 @@ int TdataUnknown::readASCII(const TargList& args, unsigned& index, int) {
   return 0;
 }
 
-int TdataUnknown::writeASCII(Tfile& file, int) const {
+template <class Self>
+int TdataByteLetter<Self>::writeASCII(Tfile& file, int) const {
   file.writeUInt(fBytes.size());
   for (unsigned char b : fBytes) {
     file.write(" ");
@@ -63,10 +68,24 @@ int TdataUnknown::writeASCII(Tfile& file, int) const {
   return 0;
 }
 
-bool TdataUnknown::smartCopy(const TdataLetter* source) {
-  const auto* other = dynamic_cast<const TdataUnknown*>(source);
+template <class Self>
+bool TdataByteLetter<Self>::smartCopy(const TdataLetter* source) {
+  const auto* other = dynamic_cast<const Self*>(source);
   if (other == nullptr) return false;
-  fOriginalTag = other->fOriginalTag;
   fBytes = other->fBytes;
   return true;
 }
+
+bool TdataUnknown::smartCopy(const TdataLetter* source) {
+  if (!TdataByteLetter::smartCopy(source)) return false;
+  fOriginalTag = static_cast<const TdataUnknown*>(source)->fOriginalTag;
+  return true;
+}
+
+int TdataUnknown::readBinary(TiffTag tag, unsigned& size, const void*& cursor) {
+  fOriginalTag = tag;
+  return TdataByteLetter::readBinary(tag, size, cursor);
+}
+
+template class TdataByteLetter<TdataBinary>;
+template class TdataByteLetter<TdataUnknown>;

@@ -1,0 +1,81 @@
+// TdataTuple: the letters that hold a fixed number of numbers (the compounds Tdata2Double ...
+// Tdata4Double, the matrix, the RGB spectrum and reflectance), one template over the element
+// type, the count and the letter base.
+//
+//   Tdata p(new Tdata3Double({1, 2, 3}));
+//   p += Tdata(1.0);                             // {2, 3, 4}
+//   p *= Tdata(new Tdata3Double({2, 2, 0.5}));   // element by element: {4, 6, 2}
+//   p.letterAs<Tdata3Double>()->values()[2];     // 2
+//
+// Binary form: the elements big-endian, nothing else (a chunk shorter than that is refused).
+// Text form: the elements, then one space. Operators act element by element with a number or a
+// tuple of the same class (TincompatibleData otherwise); comparisons are lexicographic.
+#pragma once
+
+#include <velacore/base/TvelacoreApi.h>
+#include <velacore/data/TdataLetter.h>
+
+#include <array>
+#include <cstdint>
+
+template <class Self, class Base, class T, unsigned N>
+class VELACORE_API TdataTuple : public Base {
+ public:
+  using Element = T;
+  using Values = std::array<T, N>;
+  static constexpr unsigned kCount = N;
+
+  /// All elements 0.
+  TdataTuple() : fValues{} {}
+  explicit TdataTuple(const Values& values) : fValues(values) {}
+
+  [[nodiscard]] const Values& values() const { return fValues; }
+  [[nodiscard]] Values& values() { return fValues; }
+  [[nodiscard]] const T& operator[](unsigned i) const { return fValues[i]; }
+  [[nodiscard]] T& operator[](unsigned i) { return fValues[i]; }
+
+  void debug(TdebugOutput& out, unsigned details = 0) const override;
+  void footprint(Footprint& fp) const override;
+  /// Sets every element to 0.
+  void reset() override { fValues = Values{}; }
+  [[nodiscard]] TdataLetter* copy() const override;
+  bool operator==(const Tdata& o) const override;
+  bool operator==(const TdataLetter& o) const override;
+  bool operator!=(const Tdata& o) const override;
+  bool operator!=(const TdataLetter& o) const override;
+  bool operator<=(const Tdata& o) const override;
+  bool operator<=(const TdataLetter& o) const override;
+  bool operator>=(const Tdata& o) const override;
+  bool operator>=(const TdataLetter& o) const override;
+  bool operator<(const Tdata& o) const override;
+  bool operator<(const TdataLetter& o) const override;
+  bool operator>(const Tdata& o) const override;
+  bool operator>(const TdataLetter& o) const override;
+  TdataLetter& operator+=(const Tdata& o) override;
+  TdataLetter& operator+=(const TdataLetter& o) override;
+  TdataLetter& operator-=(const Tdata& o) override;
+  TdataLetter& operator-=(const TdataLetter& o) override;
+  TdataLetter& operator*=(const Tdata& o) override;
+  TdataLetter& operator*=(const TdataLetter& o) override;
+  TdataLetter& operator/=(const Tdata& o) override;
+  TdataLetter& operator/=(const TdataLetter& o) override;
+  /// The first element.
+  [[nodiscard]] double doubleValue() const override { return double(fValues[0]); }
+  int readASCII(const TargList& args, unsigned& index, int flags) override;
+  int writeASCII(Tfile& file, int flags) const override;
+  int readBinary(TiffTag tag, unsigned& size, const void*& cursor) override;
+  int writeBinary(TiffFile& file) const override;
+  [[nodiscard]] const char* typeName() const override { return Self::kTypeName; }
+  [[nodiscard]] TiffTag iffTag() const override { return Self::kTag; }
+  bool smartCopy(const TdataLetter* source) override;
+
+ protected:
+  const Self* sameKind(const TdataLetter& o) const { return dynamic_cast<const Self*>(&o); }
+  const Self* sameKind(const Tdata& o) const;
+  int compareWith(const TdataLetter& o) const;
+  TdataLetter& apply(const Tdata& o, int op);
+  TdataLetter& apply(const TdataLetter& o, int op);
+
+ private:
+  Values fValues;
+};

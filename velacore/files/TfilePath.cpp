@@ -68,9 +68,11 @@ struct Tidentity {
   std::string full;
   pf::FileStatus status;
   explicit Tidentity(const Tstring& path) {
+    // The status of the absolute form, so that "missing/../f" and "f" are one file here as they
+    // are for the full-path rule.
     const std::string text(view(path));
-    (void)pf::fileStatus(text, status);
     if (pf::fullPath(text, full) != 0) full = text;
+    (void)pf::fileStatus(full, status);
   }
   bool operator==(const Tidentity& o) const {
     const bool sameText = pf::kFileNamesIgnoreCase

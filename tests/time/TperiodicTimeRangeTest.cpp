@@ -357,6 +357,23 @@ TEST(TperiodicTimeRange, TextForms) {
   out << cycle;
   EXPECT_EQ(out.str(), "{ period = 24, bound = [0, inf), [1, 11)]}");
 
+  // Every written form reads back to an equal range; malformed text changes nothing.
+  for (const TperiodicTimeRange& written :
+       {r, cycle, TperiodicTimeRange(), TperiodicTimeRange::sInfinity(),
+        TperiodicTimeRange(TanimTime(-3), TanimTime(7))}) {
+    TperiodicTimeRange back(TanimTime(1), TanimTime(2));
+    ASSERT_TRUE(back.setFromString(written.asStr().asC())) << written.asStr().asC();
+    EXPECT_TRUE(back == written) << written.asStr().asC();
+    EXPECT_EQ(back.bound(), written.bound());
+  }
+  for (const char* bad : {"", "[", "[[0, 10)", "[[10, 20), [0, 5)]", "[[0, x)]", "{all} x",
+                          "{ period = 24, bound = [0, inf), [1, 30)]}",
+                          "{ period = 24, bound = [0, inf), [1, 11)}"}) {
+    TperiodicTimeRange keep(TanimTime(1), TanimTime(2));
+    EXPECT_FALSE(keep.setFromString(bad)) << bad;
+    EXPECT_EQ(keep.bound(), TtimeInterval(1, 3));
+  }
+
   TperiodicTimeRangeSet set;
   EXPECT_EQ(set.asStr(), Tstring("{empty}"));
   set.insert(r);

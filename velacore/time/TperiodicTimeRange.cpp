@@ -1,6 +1,8 @@
 #include <velacore/time/TperiodicTimeRange.h>
 
 #include <algorithm>
+#include <cstring>
+#include <string>
 #include <limits>
 #include <numeric>
 #include <ostream>
@@ -481,6 +483,80 @@ Tstring TperiodicTimeRange::asStr() const {
   }
   text += "]";
   return text;
+}
+
+namespace {
+
+// A small reader over the text form: blanks are skipped before every token.
+struct TrangeReader {
+  const char* p;
+
+  void blanks() {
+    while (*p == ' ' || *p == '\t' || *p == '\n') ++p;
+  }
+  bool literal(const char* word) {
+    blanks();
+    const std::size_t n = std::strlen(word);
+    if (std::strncmp(p, word, n) != 0) return false;
+    p += n;
+    return true;
+  }
+  // A time up to the next ',' or ')': "inf", "-inf" or what TanimTime reads.
+  bool tick(Tticks& t) {
+    blanks();
+    const char* end = p;
+    while (*end != '\0' && *end != ',' && *end != ')') ++end;
+    const std::string word(p, static_cast<std::size_t>(end - p));
+    p = end;
+    if (word == "inf") return t = kInf, true;
+    if (word == "-inf") return t = -kInf, true;
+    TanimTime time;
+    if (!time.setValueFromString(word.c_str())) return false;
+    t = time.inTicks();
+    return true;
+  }
+  bool interval(TtimeInterval& i) {
+    return literal("[") && tick(i.start) && literal(",") && tick(i.end) && literal(")");
+  }
+};
+
+}  // namespace
+
+bool TperiodicTimeRange::setFromString(const char* text) {
+  if (text == nullptr) return false;
+  TrangeReader in{text};
+  TperiodicTimeRange result;
+  if (in.literal("{empty}")) {
+  } else if (in.literal("{all}")) {
+    result = sInfinity();
+  } else if (in.literal("{")) {
+    TtimeInterval bound;
+    Tticks period = 0;
+    if (!in.literal("period") || !in.literal("=") || !in.tick(period) || !in.literal(",") ||
+        !in.literal("bound") || !in.literal("=") || !in.interval(bound)) {
+      return false;
+    }
+    while (in.literal(",")) {
+      TtimeInterval i;
+      if (!in.interval(i) || !result.append(i)) return false;
+    }
+    if (!in.literal("]") || !in.literal("}")) return false;
+    if (!result.setPeriodic(TanimTime(period), bound)) return false;
+  } else if (in.literal("[")) {
+    if (!in.literal("]")) {
+      do {
+        TtimeInterval i;
+        if (!in.interval(i) || !result.append(i)) return false;
+      } while (in.literal(","));
+      if (!in.literal("]")) return false;
+    }
+  } else {
+    return false;
+  }
+  in.blanks();
+  if (*in.p != '\0' || !result.areIntervalsValid()) return false;
+  *this = result;
+  return true;
 }
 
 std::ostream& operator<<(std::ostream& out, const TperiodicTimeRange& range) {

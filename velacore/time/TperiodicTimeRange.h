@@ -144,6 +144,9 @@ class VELACORE_API TperiodicTimeRange {
   /// "{empty}", "{all}", "[[0, 10), [20, 30)]" or "{ period = 24, bound = [0, inf), [0, 10)]}"
   /// (times in frame units of the current time unit).
   [[nodiscard]] Tstring asStr() const;
+  /// Reads the text form back (times as TanimTime::setValueFromString reads them, "inf" and
+  /// "-inf" for infinite ends); false, and no change, on anything else.
+  bool setFromString(const char* text);
 
  private:
   bool appendOne(TtimeInterval interval);

@@ -2,9 +2,23 @@
 #include <velacore/base/TbuildInfo.h>
 #include <velacore/base/TstringCatalog.h>
 #include <velacore/base/Texception.h>
+#include <velacore/types/Tmetaclass.h>
 
 #include <cstdio>
 #include <cstring>
+
+// Run-time typed classes of the application's own: typeof() must compile in the GNU dialect.
+class Tgadget {
+  VELA_DECLARE_TYPE(Tgadget);
+
+ public:
+  virtual ~Tgadget() = default;
+};
+class Twidget : public Tgadget {
+  VELA_DECLARE_TYPE(Twidget);
+};
+VELA_DEFINE_ABSTRACT_TYPE(Tgadget);
+VELA_DEFINE_TYPE(Twidget, Tgadget);
 
 int main() {
   try {
@@ -15,6 +29,12 @@ int main() {
       return 1;
     }
   }
+  Tgadget* made = Tgadget::construct(Tmetaclass::findClass("Twidget"));
+  if (made == nullptr || !made->typeof()->isa(Tgadget::sTypeof())) {
+    std::puts("consumer: run-time types do not work");
+    return 1;
+  }
+  delete made;
   std::printf("consumer: velacore %s works from its install prefix\n", VELACORE_VERSION_STRING);
   return 0;
 }

@@ -5,6 +5,7 @@
 // std::atomic increment for counting (what a naive process-wide counter costs, and how it
 // degrades when two threads hit one cache line); two steady_clock reads, the least a timer pair
 // can cost.
+#include <velacore/debug/Tclock.h>
 #include <velacore/debug/Tcounter.h>
 #include <velacore/debug/TdbTrace.h>
 #include <velacore/debug/TnestedTimers.h>
@@ -99,6 +100,19 @@ void BM_timerStartStop_steadyclock(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_timerStartStop_steadyclock);
+
+// ---- one clock read ----
+
+void BM_clockRead_vela(benchmark::State& state) {
+  (void)Tclock::sNow();  // calibrated outside the timed loop
+  for (auto _ : state) benchmark::DoNotOptimize(Tclock::sNow());
+}
+BENCHMARK(BM_clockRead_vela);
+
+void BM_clockRead_steadyclock(benchmark::State& state) {
+  for (auto _ : state) benchmark::DoNotOptimize(std::chrono::steady_clock::now());
+}
+BENCHMARK(BM_clockRead_steadyclock);
 
 void BM_nestedStartStop_vela(benchmark::State& state) {
   const int index = TnestedTimers::getIndex("bench nested pair");

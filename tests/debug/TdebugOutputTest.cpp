@@ -1,12 +1,15 @@
 // Debug output sinks: indentation, sections, buffer growth, names, file sinks, ownership.
+#include <velacore/base/Ttrigger.h>
 #include <velacore/debug/TdebugOutput.h>
 #include <velacore/debug/TdebugOutputFile.h>
 #include <velacore/debug/TdebugOutputString.h>
 #include <velacore/environment/VelaEnv.h>
+#include <velacore/platform/TplatformStack.h>
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <regex>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -231,4 +234,47 @@ TEST(TdebugOutputThreads, SectionsOfTwoThreadsStayWhole) {
   }
   EXPECT_EQ(sections, opened[0] + opened[1]);
   EXPECT_GT(sections, 0);
+}
+
+// A real stack: the library's exported functions on the way show demangled, frames are
+// numbered from the caller, and skip and depth cut the list as asked.
+TEST(TdebugOutput, PrintStackShowsTheCallersDemangled) {
+  TdebugOutputString full;
+  TdebugOutputString cut;
+  Ttrigger trigger;  // its fire() is a library frame between this test and the printing
+  volatile int calls = 0;  // after the last print, so that it is not a tail call (no frame)
+  trigger.add([&] {
+    full.printStack(0, 0);
+    cut.printStack(1, 2);
+    calls = calls + 1;
+  });
+  trigger.fire();
+  const std::string all = full.string().asC();
+  const std::string two = cut.string().asC();
+  std::vector<std::string> lines;
+  std::istringstream in(all);
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  ASSERT_GE(lines.size(), 3u) << all;
+  const std::regex frame(R"(#(\d+) 0x[0-9a-f]+ .+\+0x[0-9a-f]+ \(.+\))");
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    std::smatch m;
+    ASSERT_TRUE(std::regex_match(lines[i], m, frame)) << lines[i];
+    EXPECT_EQ(m[1].str(), std::to_string(i));
+  }
+  EXPECT_NE(all.find(" Ttrigger::fire() const+0x"), std::string::npos) << all;
+  EXPECT_EQ(all.find("printStack"), std::string::npos) << all;  // starts at the caller
+  EXPECT_NE(all.find("(libvelacore.so"), std::string::npos) << all;
+
+  // skip 1 leaves out the caller (the lambda): the rest is the full list shifted by one frame,
+  // addresses and all.
+  std::istringstream cutIn(two);
+  std::vector<std::string> cutLines;
+  for (std::string line; std::getline(cutIn, line);) cutLines.push_back(line);
+  ASSERT_EQ(cutLines.size(), 2u) << two;
+  for (std::size_t i = 0; i < 2; ++i) {
+    EXPECT_EQ(cutLines[i].substr(cutLines[i].find(' ')),
+              lines[i + 1].substr(lines[i + 1].find(' ')));
+  }
+  EXPECT_EQ(vela::platform::demangle("_ZN8Ttrigger4fireEv"), "Ttrigger::fire()");
+  EXPECT_EQ(vela::platform::demangle("main"), "main");
 }

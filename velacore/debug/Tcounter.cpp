@@ -194,6 +194,16 @@ void TcounterContext::reset() {
   fCount.store(0, std::memory_order_relaxed);
 }
 
+void TcounterContext::forEachContext(
+    const std::function<void(const std::string& path, unsigned count)>& visit,
+    const std::string& path) const {
+  visit(path, count());
+  for (const TcounterContext* child : sortedChildren(fChildren)) {
+    child->forEachContext(visit, path.empty() ? std::string(child->fName.asC())
+                                              : path + "/" + child->fName.asC());
+  }
+}
+
 void TcounterContext::zeroCounts() {
   fCount.store(0, std::memory_order_relaxed);
   for (auto& entry : fChildren) entry.second->zeroCounts();
@@ -270,6 +280,7 @@ TcounterContext* Tcounter::findOrCreateCounterPerThread() {
   auto it = fThreads.find(threadName);
   if (it != fThreads.end()) return it->second.get();
   auto root = std::make_unique<TcounterContext>(this, nullptr, threadName);
+  root->fThreadId = vela::debug_internal::currentThreadId32();
   TcounterContext* made = root.get();
   fThreads.emplace(threadName, std::move(root));
   return made;
@@ -361,6 +372,17 @@ void Tcounter::reset() {
   fThreads.clear();
 }
 
+void Tcounter::forEachThread(
+    const std::function<void(std::uint32_t thread, const TcounterContext& root)>& visit) const {
+  TmtScopedLock guard(fLock);
+  std::vector<const TcounterContext*> roots;
+  for (const auto& entry : fThreads) roots.push_back(entry.second.get());
+  std::sort(roots.begin(), roots.end(), [](const TcounterContext* a, const TcounterContext* b) {
+    return a->threadId() < b->threadId();
+  });
+  for (const TcounterContext* root : roots) visit(root->threadId(), *root);
+}
+
 void Tcounter::printCounter(TdebugOutput& out, bool verbose, unsigned int depth,
                             const Tstring& path) const {
   if (sCountersEnabled() == 0 || !isEnabled()) {
@@ -433,9 +455,7 @@ bool Tcounter::sFindOrCreateNamedCounter(const Tstring& name, Tcounter*& out) {
   return true;
 }
 
-namespace {
-
-std::vector<Tcounter*> matchingCounters(const Tstring& pattern) {
+std::vector<Tcounter*> Tcounter::sMatchingCounters(const Tstring& pattern) {
   std::vector<Tcounter*> found;
   TcounterRegistry& r = counterRegistry();
   TmtScopedLock guard(r.lock);
@@ -447,17 +467,15 @@ std::vector<Tcounter*> matchingCounters(const Tstring& pattern) {
   return found;
 }
 
-}  // namespace
-
 int Tcounter::sEnableMatchingCounters(const Tstring& pattern) {
   int changed = 0;
-  for (Tcounter* counter : matchingCounters(pattern)) changed += counter->enable() ? 1 : 0;
+  for (Tcounter* counter : sMatchingCounters(pattern)) changed += counter->enable() ? 1 : 0;
   return changed;
 }
 
 int Tcounter::sDisableMatchingCounters(const Tstring& pattern) {
   int changed = 0;
-  for (Tcounter* counter : matchingCounters(pattern)) changed += counter->disable() ? 1 : 0;
+  for (Tcounter* counter : sMatchingCounters(pattern)) changed += counter->disable() ? 1 : 0;
   return changed;
 }
 
@@ -466,14 +484,14 @@ int Tcounter::sResetMatchingCounters(const Tstring& pattern, TdebugOutput* out) 
     printCatalog(out != nullptr ? *out : TdebugOutput::sCout(), kDisabledNoReset);
     return 0;
   }
-  const std::vector<Tcounter*> found = matchingCounters(pattern);
+  const std::vector<Tcounter*> found = sMatchingCounters(pattern);
   for (Tcounter* counter : found) counter->reset();
   return static_cast<int>(found.size());
 }
 
 int Tcounter::sListMatchingCounters(const Tstring& pattern, TdebugOutput* out) {
   TdebugOutput& sink = out != nullptr ? *out : TdebugOutput::sCout();
-  const std::vector<Tcounter*> found = matchingCounters(pattern);
+  const std::vector<Tcounter*> found = sMatchingCounters(pattern);
   for (const Tcounter* counter : found) {
     printCatalog(sink, counter->isEnabled() ? kListEnabled : kListDisabled, &counter->fName);
   }
@@ -495,7 +513,7 @@ int Tcounter::sPrintMatchingCounters(const Tstring& pattern, TdebugOutput* out, 
   const Tstring when = reportDateTime();
   printCatalog(sink, kDateTime, &when);
   int printed = 0;
-  const std::vector<Tcounter*> found = matchingCounters(pattern);
+  const std::vector<Tcounter*> found = sMatchingCounters(pattern);
   for (const Tcounter* counter : found) {
     if (!counter->isEnabled()) {
       printCatalog(sink, kNotRetrieved, &counter->fName);

@@ -30,7 +30,9 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <string>
 #include <unordered_map>
 #include <vector>
 
@@ -80,6 +82,12 @@ class TcounterContext {
   [[nodiscard]] const Tstring& name() const { return fName; }
   /// Drops every child and sets the count to 0 (owning thread only).
   void reset();
+  /// Calls `visit` with this context (path "") and every descendant (path "a/b" from here), in
+  /// name order, and each one's own count. Under the counter's lock (Tcounter::forEachThread).
+  void forEachContext(const std::function<void(const std::string& path, unsigned count)>& visit,
+                      const std::string& path = std::string()) const;
+  /// The system id of the thread whose tree this is (at the root; 0 elsewhere).
+  [[nodiscard]] std::uint32_t threadId() const { return fThreadId; }
 
   /// @name Tree links
   [[nodiscard]] TcounterContext* parent() const { return fParent; }
@@ -101,6 +109,7 @@ class TcounterContext {
   TcounterContext* fParent;
   TcounterContext* fRoot;
   TcounterContext* fCurrent = nullptr;  // at the root; written by the owning thread only
+  std::uint32_t fThreadId = 0;          // at the root
   Tcounter* fCounter;
   Tstring fName;
   // Changed only under the counter's lock; the owning thread may read it without.
@@ -149,6 +158,11 @@ class Tcounter {
   void reset();
   [[nodiscard]] const Tstring& name() const { return fName; }
 
+  /// Calls `visit` with each thread's id and the root of its tree, under the counter's lock (do
+  /// not count in this counter from `visit`).
+  void forEachThread(
+      const std::function<void(std::uint32_t thread, const TcounterContext& root)>& visit) const;
+
   /// @name Reports
   /// Prints the totals and each thread's tree (to `depth` levels, 0: all), with a heading when
   /// `verbose`; `path` names the report's context ("All" when empty).
@@ -169,6 +183,8 @@ class Tcounter {
   /// The registered counter named `name` in `out`, made (and kept for the rest of the process)
   /// when missing; returns true when it was made.
   static bool sFindOrCreateNamedCounter(const Tstring& name, Tcounter*& out);
+  /// The registered counters whose names match the wildcard `pattern`, in name order.
+  [[nodiscard]] static std::vector<Tcounter*> sMatchingCounters(const Tstring& pattern);
   /// Enables / disables / resets every registered counter whose name matches the wildcard
   /// `pattern`; return how many changed (resets: how many matched).
   static int sEnableMatchingCounters(const Tstring& pattern);

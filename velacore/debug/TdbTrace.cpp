@@ -14,6 +14,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iostream>  // the standard streams exist before this file's trace is made
 #include <string>
 
 namespace {
@@ -466,6 +467,11 @@ int TdbTrace::sSetDebugPatterns(const char* list) {
         bad.push_back(entry.pattern);
         continue;
       }
+      const bool repeated = std::any_of(
+          r.patterns.begin(), r.patterns.end(), [&entry](const TtraceRegistry::Tpattern& p) {
+            return p.level == entry.level && p.pattern == entry.pattern.c_str();
+          });
+      if (repeated) continue;
       TtraceRegistry::Tpattern p;
       p.pattern = Tstring(entry.pattern.data(), static_cast<unsigned>(entry.pattern.size()));
       p.level = entry.level;
@@ -529,6 +535,14 @@ void TdbTrace::sTriggerTraceChange() {
 
 namespace {
 
+TdbTrace& commandTrace() {
+  static TdbTrace* sTrace =
+      new TdbTrace("velaDebugCommands", "cerr", "each line of debug.cmd as it is applied");
+  return *sTrace;
+}
+// Registered when the library loads, so that VELA_DEBUG and `vela-info traces` find it.
+[[maybe_unused]] const TdbTrace& gCommandTrace = commandTrace();
+
 void applyCommand(const vela::debug_internal::TdebugCommand& command) {
   using vela::debug_internal::TdebugCommand;
   switch (command.kind) {
@@ -563,6 +577,10 @@ class TcommandRunner {
   TcommandRunner()
       : fSplitter([this](std::string_view line) {
           using vela::debug_internal::TdebugCommand;
+          TdbTrace& trace = commandTrace();
+          if (trace.on()) {
+            trace.print("debug.cmd: %.*s\n", static_cast<int>(line.size()), line.data());
+          }
           const TdebugCommand command = vela::debug_internal::parseDebugCommandLine(line);
           applyCommand(command);
           if (command.kind == TdebugCommand::kOn || command.kind == TdebugCommand::kOff ||

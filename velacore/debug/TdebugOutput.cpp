@@ -1,6 +1,7 @@
 #include <velacore/debug/TdebugOutput.h>
 
 #include <velacore/debug/internal/TdebugThread.h>
+#include <velacore/platform/TplatformStack.h>
 
 #include <algorithm>
 #include <chrono>
@@ -186,7 +187,15 @@ void TdebugOutput::printError(const char* fmt, ...) {
 void TdebugOutput::printMark(const char* mark) { print("==== %s ====\n", sNullString(mark)); }
 
 void TdebugOutput::printStack(int skip, int depth) {
-  print("(stack trace of %d frames after %d skipped: not collected)\n", depth, skip);
+  // One more frame left out: this function's own.
+  const std::vector<vela::platform::TstackFrame> frames =
+      vela::platform::captureStack(skip < 0 ? 1 : skip + 1, depth);
+  int index = 0;
+  for (const vela::platform::TstackFrame& f : frames) {
+    print("#%d %p %s+0x%llx (%s)\n", index++, f.address,
+          f.function.empty() ? "??" : f.function.c_str(),
+          static_cast<unsigned long long>(f.offset), f.module.empty() ? "??" : f.module.c_str());
+  }
 }
 
 // ---- sections ----

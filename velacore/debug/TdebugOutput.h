@@ -85,8 +85,10 @@ class TdebugOutput {
   virtual void printError(const char* fmt, ...) VELA_PRINTF_FORMAT(2, 3);
   /// Prints a marker line around `mark`, easy to find in a long log.
   virtual void printMark(const char* mark);
-  /// Prints where a stack trace of `depth` frames, skipping `skip`, would go (stack traces are
-  /// not collected by this library).
+  /// Prints the calling thread's stack, one line per frame, innermost first: the caller of
+  /// printStack is frame 0 unless `skip` frames are left out; at most `depth` frames (0: all).
+  /// A line reads "#N 0xADDRESS function+0xOFFSET (module)"; functions their module does not
+  /// export show "??" (see vela::platform::captureStack).
   virtual void printStack(int skip, int depth);
   virtual void vprint(const char* fmt, va_list args);
   virtual void vprintNoIndent(const char* fmt, va_list args);

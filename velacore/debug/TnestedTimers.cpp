@@ -1,6 +1,8 @@
 #include <velacore/debug/TnestedTimers.h>
 
+#include <velacore/debug/Tclock.h>
 #include <velacore/debug/TdebugOutput.h>
+#include <velacore/debug/internal/TdebugThread.h>
 
 #include <algorithm>
 #include <chrono>
@@ -28,11 +30,11 @@ using TnestingInfo = TnestedTimers::TnestingInfo;
 
 struct Tstate {
   Tstate() {
-    origin = std::chrono::steady_clock::now();
+    origin = Tclock::sNow();
     stack.reserve(TnestedTimers::kSlots);
     records.reserve(TnestedTimers::kSlots);
   }
-  std::chrono::steady_clock::time_point origin;
+  double origin;  // Tclock seconds at first use
   Tslot slots[TnestedTimers::kSlots];
   int cursor = 0;
   std::vector<TnestingInfo*> stack;                     // the open nested levels
@@ -49,13 +51,8 @@ Tstate& state() {
 
 bool valid(int index) { return index >= 0 && index < TnestedTimers::kSlots; }
 
-// The microsecond timer, in seconds since first use.
-double now(const Tstate& s) {
-  const auto elapsed = std::chrono::steady_clock::now() - s.origin;
-  return static_cast<double>(
-             std::chrono::duration_cast<std::chrono::microseconds>(elapsed).count()) *
-         1e-6;
-}
+// The timer, in seconds since first use (finer than a microsecond: Tclock's resolution).
+double now(const Tstate& s) { return Tclock::sNow() - s.origin; }
 
 int takeSlot(Tstate& s, const char* description, std::uint64_t tag) {
   for (int tries = 0; tries < TnestedTimers::kSlots; ++tries) {
@@ -292,6 +289,7 @@ void TnestedTimers::startNested(int index) {
     TnestingInfo* record = s.records.back().get();
     record->index = chosen;
     record->parent = parent;
+    record->thread = vela::debug_internal::currentThreadId32();
     // Append so that the children keep the order in which they first ran.
     TnestingInfo** link = &parent->firstChild;
     while (*link != nullptr) link = &(*link)->nextSibling;

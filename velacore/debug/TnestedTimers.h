@@ -44,6 +44,7 @@ class TnestedTimers {
     TnestingInfo* parent = nullptr;
     TnestingInfo* firstChild = nullptr;
     TnestingInfo* nextSibling = nullptr;
+    std::uint32_t thread = 0;  ///< system id of the thread that first opened it
   };
 
   /// @name Slots

@@ -57,7 +57,7 @@ TEST(TiffFileTest, WriterProducesIff85Framing) {
   ASSERT_EQ(out.beginGroup(TiffTag("PRTS"), TiffFile::kList), 0);
   const unsigned char odd[3] = {1, 2, 3};
   ASSERT_EQ(out.writeChunk(TiffTag("ODD "), odd, 3), 0);
-  EXPECT_EQ(out.beginGroup(TiffTag("X"), TiffTag("NOPE")), -1);  // not a group kind
+  EXPECT_EQ(out.beginGroup(TiffTag("XXXX"), TiffTag("NOPE")), -1);  // not a group kind
   ASSERT_EQ(out.endGroup(), 0);
   ASSERT_EQ(out.endGroup(), 0);
   EXPECT_EQ(out.bytes(), handBuilt());

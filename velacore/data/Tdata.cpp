@@ -7,12 +7,34 @@
 #include <velacore/data/Tfile.h>
 #include <velacore/data/TglobalTranslatorBase.h>
 #include <velacore/data/TiffFile.h>
+#include <velacore/data/TmetaLetter.h>
 #include <velacore/debug/TdbTrace.h>
 #include <velacore/debug/TdebugOutput.h>
 
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <new>
+
+// The envelope's own metaclass, and the abstract one that stands for its inline numbers.
+extern VELACORE_API Tmetaclass* TdataTmeta;
+extern VELACORE_API Tmetaclass* TdataNumericTmeta;
+namespace {
+void* newEnvelope(Tmetaclass* as) { return as == TdataTmeta ? new Tdata : nullptr; }
+void* newEnvelopeIn(Tmetaclass* as, void* where) {
+  return as == TdataTmeta && where != nullptr ? ::new (where) Tdata : nullptr;
+}
+Tmetaclass gTdataMetaclass(&TdataTmeta, "Tdata", sizeof(Tdata),
+                           TconstructorProc(newEnvelope, newEnvelopeIn), TiffTag("DBLE").value());
+Tmetaclass gTdataNumericMetaclass(&TdataNumericTmeta, "TdataNumeric", sizeof(Tdata),
+                                  TconstructorProc());
+}  // namespace
+Tmetaclass* TdataTmeta = &gTdataMetaclass;
+Tmetaclass* TdataNumericTmeta = &gTdataNumericMetaclass;
+
+Tmetaclass* Tdata::sTypeof() { return TdataTmeta; }
+
+Tdata* Tdata::construct(Tmetaclass* t) { return static_cast<Tdata*>(t != nullptr ? t->construct(TdataTmeta) : nullptr); }
 
 const Tdata Tdata::fsNULL(static_cast<TdataLetter*>(nullptr));
 const TincompatibleData Tdata::fsDataMismatch(
@@ -368,7 +390,14 @@ int Tdata::readBinary(TiffTag tag, unsigned& size, const void*& cursor) {
     makeWritable();
     return pLetter()->readBinary(tag, size, cursor);
   }
-  if (isNULL()) return -1;
+  if (isNULL()) {
+    // An empty envelope takes the letter that the chunk's tag names.
+    Tdata value(TmetaLetter::construct(tag));
+    value.makeWritable();
+    if (value.pLetter()->readBinary(tag, size, cursor) != 0) return -1;
+    *this = value;
+    return 0;
+  }
   if (asAddr()) {
     fPayload.p = nullptr;
     return 0;
@@ -422,7 +451,18 @@ int Tdata::readASCII(const TargList& args, unsigned& index, int flags) {
     makeWritable();
     return pLetter()->readASCII(args, index, flags);
   }
-  if (isNULL() || asAddr()) return -1;
+  if (isNULL()) {
+    // An empty envelope reads the type name first (as writeASCII writes it with its type).
+    if (index >= args.count()) return -1;
+    unsigned at = index;
+    Tdata value(TmetaLetter::construct(args[at++].asC()));
+    value.makeWritable();
+    if (value.pLetter()->readASCII(args, at, flags) != 0) return -1;
+    *this = value;
+    index = at;
+    return 0;
+  }
+  if (asAddr()) return -1;
   if (asDouble()) return args.readDouble(index, fPayload.d) ? 0 : -1;
   return args.readInt64(index, fPayload.i) ? 0 : -1;
 }

@@ -29,7 +29,7 @@
 #include <velacore/base/TvelacoreApi.h>
 #include <velacore/data/TdataLetter.h>
 #include <velacore/data/Tid.h>
-#include <velacore/data/TiffTag.h>
+#include <velacore/base/TiffTag.h>
 #include <velacore/time/TanimTime.h>
 
 #include <cstdint>
@@ -221,6 +221,14 @@ class VELACORE_API Tdata {
 
   /// @name Type
   /// @{
+  /// The envelope's metaclass ("Tdata", tag DBLE). The envelope has no virtual table (it stays
+  /// 16 bytes), so these are plain members.
+  [[nodiscard]] static Tmetaclass* sTypeof();
+  [[nodiscard]] Tmetaclass* typeof() const { return sTypeof(); }
+  /// This envelope when `t` is the Tdata metaclass, else null.
+  [[nodiscard]] void* cast(Tmetaclass* t) { return t == sTypeof() ? this : nullptr; }
+  /// A new (numeric 0.0) envelope when `t` is the Tdata metaclass, else null.
+  [[nodiscard]] static Tdata* construct(Tmetaclass* t);
   /// The letter's tag; "DBLE" for inline values and NULL.
   [[nodiscard]] TiffTag tag() const;
   /// Stores tag() in `out`; answers whether the envelope holds a letter.

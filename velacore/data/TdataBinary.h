@@ -26,8 +26,11 @@ class VELACORE_API TdataByteLetter : public TdataLetter {
   void footprint(Footprint& fp) const override;
   void reset() override { fBytes.clear(); }
   [[nodiscard]] TdataLetter* copy() const override { return new Self(*static_cast<const Self*>(this)); }
-  using TdataLetter::operator==;
-  using TdataLetter::operator!=;
+  bool operator==(const Tdata& o) const override {
+    const TdataLetter* l = sameClassLetter(o);
+    return l != nullptr ? *this == *l : TdataLetter::operator==(o);
+  }
+  bool operator!=(const Tdata& o) const override { return !(*this == o); }
   bool operator==(const TdataLetter& o) const override;
   bool operator!=(const TdataLetter& o) const override { return !(*this == o); }
   /// Keeps every byte that is left in the chunk.
@@ -35,8 +38,6 @@ class VELACORE_API TdataByteLetter : public TdataLetter {
   int writeBinary(TiffFile& file) const override;
   int readASCII(const TargList& args, unsigned& index, int flags) override;
   int writeASCII(Tfile& file, int flags) const override;
-  [[nodiscard]] const char* typeName() const override { return Self::kTypeName; }
-  [[nodiscard]] TiffTag iffTag() const override { return Self::kTag; }
   bool smartCopy(const TdataLetter* source) override;
 
  private:
@@ -45,6 +46,7 @@ class VELACORE_API TdataByteLetter : public TdataLetter {
 
 class VELACORE_API TdataBinary : public TdataByteLetter<TdataBinary> {
  public:
+  VELA_DECLARE_TYPE(TdataBinary);
   static constexpr const char* kTypeName = "binary";
   static constexpr TiffTag kTag{"BINA"};
 };

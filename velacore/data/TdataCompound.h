@@ -14,15 +14,15 @@
 /// The base of the compound letters (abstract: the tuples derive from it).
 class VELACORE_API TdataCompound : public TdataLetter {
  public:
+  VELA_DECLARE_TYPE(TdataCompound);
   static constexpr const char* kTypeName = "TdataCompound";
   static constexpr TiffTag kTag{"CMPD"};
-  [[nodiscard]] const char* typeName() const override { return kTypeName; }
-  [[nodiscard]] TiffTag iffTag() const override { return kTag; }
 };
 
 #define VELA_DATA_COMPOUND(Class, T, N, name, tag)                               \
   class VELACORE_API Class : public TdataTuple<Class, TdataCompound, T, N> {     \
    public:                                                                       \
+    VELA_DECLARE_TYPE(Class);                                                    \
     static constexpr const char* kTypeName = name;                               \
     static constexpr TiffTag kTag{tag};                                          \
     using TdataTuple::TdataTuple;                                                \

@@ -111,6 +111,11 @@ TdataLetter& TdataLetter::operator*=(const TdataLetter&) { sIncompatible(); }
 TdataLetter& TdataLetter::operator/=(const Tdata&) { sIncompatible(); }
 TdataLetter& TdataLetter::operator/=(const TdataLetter&) { sIncompatible(); }
 
+const TdataLetter* TdataLetter::sameClassLetter(const Tdata& o) const {
+  const TdataLetter* l = o.pLetter();
+  return l != nullptr && l->typeof() == typeof() ? l : nullptr;
+}
+
 double TdataLetter::doubleValue() const { return 0.0; }
 void TdataLetter::madeIntoWriter() {}
 void TdataLetter::madeIntoNonWriter() {}
@@ -121,8 +126,8 @@ int TdataLetter::writeASCII(Tfile&, int) const { return -1; }
 int TdataLetter::readBinary(TiffTag, unsigned&, const void*&) { return -1; }
 int TdataLetter::writeBinary(TiffFile&) const { return -1; }
 
-const char* TdataLetter::typeName() const { return "TdataLetter"; }
-TiffTag TdataLetter::iffTag() const { return TiffTag(); }
+const char* TdataLetter::typeName() const { return typeof()->name(); }
+TiffTag TdataLetter::iffTag() const { return typeof()->tag(); }
 void TdataLetter::deepCopy() {}
 bool TdataLetter::smartCopy(const TdataLetter*) { return false; }
 

@@ -23,9 +23,10 @@
 #pragma once
 
 #include <velacore/base/TvelacoreApi.h>
-#include <velacore/data/TiffTag.h>
+#include <velacore/base/TiffTag.h>
 #include <velacore/data/TmultiSharedObject.h>
 #include <velacore/data/VPtrBase.h>
+#include <velacore/types/Tmetaclass.h>
 
 #include <cstdint>
 
@@ -41,6 +42,8 @@ class TpluginData;
 
 class VELACORE_API TdataLetter : public TmultiSharedObject, public VPtrBase {
  public:
+  VELA_DECLARE_TYPE(TdataLetter);
+
   /// Bits of the letter's flags byte.
   enum : std::uint8_t {
     kDeepCopyOnDuplicate = 1,  ///< a duplicate of this letter must be deep-copied
@@ -133,7 +136,7 @@ class VELACORE_API TdataLetter : public TmultiSharedObject, public VPtrBase {
   /// Appends the binary form to the chunk being written.
   virtual int writeBinary(TiffFile& file) const;
 
-  /// The registered type name and IFF tag of the letter's class.
+  /// The registered type name and IFF tag of the letter's class (its metaclass's).
   [[nodiscard]] virtual const char* typeName() const;
   [[nodiscard]] virtual TiffTag iffTag() const;
   /// Makes payload that is still shared with other letters private to this one.
@@ -170,6 +173,9 @@ class VELACORE_API TdataLetter : public TmultiSharedObject, public VPtrBase {
  protected:
   /// Throws the shared TincompatibleData exception (for unsupported operands).
   [[noreturn]] static void sIncompatible();
+  /// The letter that `o` holds when it is of this letter's exact class, else null: letters that
+  /// compare with their own kind answer envelopes of that kind through it.
+  [[nodiscard]] const TdataLetter* sameClassLetter(const Tdata& o) const;
 
  private:
   void dropped(TdataRefType kind, bool mayDelete);

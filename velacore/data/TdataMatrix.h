@@ -14,6 +14,7 @@
 
 class VELACORE_API TdataMatrix : public TdataTuple<TdataMatrix, TdataLetter, double, 16> {
  public:
+  VELA_DECLARE_TYPE(TdataMatrix);
   static constexpr const char* kTypeName = "matrix";
   static constexpr TiffTag kTag{"MATR"};
 

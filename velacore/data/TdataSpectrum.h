@@ -11,6 +11,7 @@
 
 class VELACORE_API TdataSpectrum : public TdataTuple<TdataSpectrum, TdataLetter, double, 3> {
  public:
+  VELA_DECLARE_TYPE(TdataSpectrum);
   static constexpr const char* kTypeName = "spectrumRGB";
   static constexpr TiffTag kTag{"SRGB"};
   using TdataTuple::TdataTuple;
@@ -19,6 +20,7 @@ class VELACORE_API TdataSpectrum : public TdataTuple<TdataSpectrum, TdataLetter,
 class VELACORE_API TdataReflectance
     : public TdataTuple<TdataReflectance, TdataLetter, double, 3> {
  public:
+  VELA_DECLARE_TYPE(TdataReflectance);
   static constexpr const char* kTypeName = "reflectanceRGB";
   static constexpr TiffTag kTag{"RRGB"};
   using TdataTuple::TdataTuple;

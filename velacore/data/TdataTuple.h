@@ -65,8 +65,6 @@ class VELACORE_API TdataTuple : public Base {
   int writeASCII(Tfile& file, int flags) const override;
   int readBinary(TiffTag tag, unsigned& size, const void*& cursor) override;
   int writeBinary(TiffFile& file) const override;
-  [[nodiscard]] const char* typeName() const override { return Self::kTypeName; }
-  [[nodiscard]] TiffTag iffTag() const override { return Self::kTag; }
   bool smartCopy(const TdataLetter* source) override;
 
  protected:

@@ -95,8 +95,6 @@ class VELACORE_API TdataTypedArray : public TdataLetter, public TsharedReference
   int writeASCII(Tfile& file, int flags) const override;
   int readBinary(TiffTag tag, unsigned& size, const void*& cursor) override;
   int writeBinary(TiffFile& file) const override;
-  [[nodiscard]] const char* typeName() const override { return Self::kTypeName; }
-  [[nodiscard]] TiffTag iffTag() const override { return Self::kTag; }
   void deepCopy() override;
   bool smartCopy(const TdataLetter* source) override;
   /// @}
@@ -113,6 +111,7 @@ class VELACORE_API TdataTypedArray : public TdataLetter, public TsharedReference
 /// Doubles ("doubleArray", tag DBL#).
 class VELACORE_API TdataDoubleArray : public TdataTypedArray<TdataDoubleArray, double> {
  public:
+  VELA_DECLARE_TYPE(TdataDoubleArray);
   static constexpr const char* kTypeName = "doubleArray";
   static constexpr TiffTag kTag{"DBL#"};
   using TdataTypedArray::TdataTypedArray;
@@ -123,6 +122,7 @@ class VELACORE_API TdataDoubleArray : public TdataTypedArray<TdataDoubleArray, d
 /// Floats ("floatArray", tag FLT#).
 class VELACORE_API TdataFloatArray : public TdataTypedArray<TdataFloatArray, float> {
  public:
+  VELA_DECLARE_TYPE(TdataFloatArray);
   static constexpr const char* kTypeName = "floatArray";
   static constexpr TiffTag kTag{"FLT#"};
   using TdataTypedArray::TdataTypedArray;
@@ -132,6 +132,7 @@ class VELACORE_API TdataFloatArray : public TdataTypedArray<TdataFloatArray, flo
 /// 32-bit integers ("Int32Array", tag I32#).
 class VELACORE_API TdataInt32Array : public TdataTypedArray<TdataInt32Array, std::int32_t> {
  public:
+  VELA_DECLARE_TYPE(TdataInt32Array);
   static constexpr const char* kTypeName = "Int32Array";
   static constexpr TiffTag kTag{"I32#"};
   using TdataTypedArray::TdataTypedArray;
@@ -141,6 +142,7 @@ class VELACORE_API TdataInt32Array : public TdataTypedArray<TdataInt32Array, std
 /// 64-bit integers ("Int64Array", tag I64#).
 class VELACORE_API TdataInt64Array : public TdataTypedArray<TdataInt64Array, std::int64_t> {
  public:
+  VELA_DECLARE_TYPE(TdataInt64Array);
   static constexpr const char* kTypeName = "Int64Array";
   static constexpr TiffTag kTag{"I64#"};
   using TdataTypedArray::TdataTypedArray;
@@ -150,6 +152,7 @@ class VELACORE_API TdataInt64Array : public TdataTypedArray<TdataInt64Array, std
 /// Unsigned 64-bit integers ("uInt64Array", tag U64#).
 class VELACORE_API TdataUInt64Array : public TdataTypedArray<TdataUInt64Array, std::uint64_t> {
  public:
+  VELA_DECLARE_TYPE(TdataUInt64Array);
   static constexpr const char* kTypeName = "uInt64Array";
   static constexpr TiffTag kTag{"U64#"};
   using TdataTypedArray::TdataTypedArray;

@@ -11,6 +11,7 @@
 
 class VELACORE_API TdataUnknown : public TdataByteLetter<TdataUnknown> {
  public:
+  VELA_DECLARE_TYPE(TdataUnknown);
   static constexpr const char* kTypeName = "TdataUnknown";
   static constexpr TiffTag kTag{"UNKN"};
 

@@ -13,6 +13,7 @@
 
 class VELACORE_API TdataVoidPtr : public TdataLetter {
  public:
+  VELA_DECLARE_TYPE(TdataVoidPtr);
   static constexpr const char* kTypeName = "void";
   static constexpr TiffTag kTag{"VOID"};
   using Trelease = void (*)(void*);
@@ -32,16 +33,17 @@ class VELACORE_API TdataVoidPtr : public TdataLetter {
   void footprint(Footprint& fp) const override;
   void reset() override { setPointer(nullptr); }
   [[nodiscard]] TdataLetter* copy() const override { return new TdataVoidPtr(*this); }
-  using TdataLetter::operator==;
-  using TdataLetter::operator!=;
+  bool operator==(const Tdata& o) const override {
+    const TdataLetter* l = sameClassLetter(o);
+    return l != nullptr ? *this == *l : TdataLetter::operator==(o);
+  }
+  bool operator!=(const Tdata& o) const override { return !(*this == o); }
   bool operator==(const TdataLetter& o) const override;
   bool operator!=(const TdataLetter& o) const override { return !(*this == o); }
   int readBinary(TiffTag tag, unsigned& size, const void*& cursor) override;
   int writeBinary(TiffFile& file) const override;
   int readASCII(const TargList& args, unsigned& index, int flags) override;
   int writeASCII(Tfile& file, int flags) const override;
-  [[nodiscard]] const char* typeName() const override { return kTypeName; }
-  [[nodiscard]] TiffTag iffTag() const override { return kTag; }
   bool smartCopy(const TdataLetter* source) override;
 
  private:

@@ -16,6 +16,15 @@ bool isGroupKind(TiffTag tag) {
          tag == TiffFile::kProp;
 }
 
+// Well-formed tags are four printable ASCII characters.
+bool isPrintable(TiffTag tag) {
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    const unsigned c = (tag.value() >> shift) & 0xFFu;
+    if (c < 0x20 || c > 0x7E) return false;
+  }
+  return true;
+}
+
 std::uint32_t readTag(const unsigned char* at) { return TbigEndian::read<std::uint32_t>(at); }
 
 void appendTag(std::vector<unsigned char>& bytes, std::uint32_t value) {
@@ -38,13 +47,13 @@ Tstring message(const char* key, const char* path, int code) {
 // ---- writing ----
 
 int TiffFile::beginGroup(TiffTag formType, TiffTag kind) {
-  if (inChunk() || !isGroupKind(kind) || !formType.isPrintable()) return -1;
+  if (inChunk() || !isGroupKind(kind) || !isPrintable(formType)) return -1;
   if (fOpenGroups.empty() && !fBytes.empty()) return -1;  // one top group per file
   if (fByteLimit != 0 && fBytes.size() + 12 > fByteLimit) return -1;
-  appendTag(fBytes, kind);
+  appendTag(fBytes, kind.value());
   fOpenGroups.push_back(fBytes.size());
   appendTag(fBytes, 0);
-  appendTag(fBytes, formType);
+  appendTag(fBytes, formType.value());
   return 0;
 }
 
@@ -59,9 +68,9 @@ int TiffFile::endGroup() {
 }
 
 int TiffFile::beginChunk(TiffTag tag) {
-  if (inChunk() || fOpenGroups.empty() || isGroupKind(tag) || !tag.isPrintable()) return -1;
+  if (inChunk() || fOpenGroups.empty() || isGroupKind(tag) || !isPrintable(tag)) return -1;
   if (fByteLimit != 0 && fBytes.size() + 8 > fByteLimit) return -1;
-  appendTag(fBytes, tag);
+  appendTag(fBytes, tag.value());
   fChunkStart = fBytes.size();
   appendTag(fBytes, 0);
   return 0;
@@ -189,7 +198,7 @@ int TiffFile::parseGroup(std::size_t at, std::size_t end, int depth) {
   if (size % 2 != 0) return fail("odd group size", at);
   if (size > end - at - 8) return fail("group size past the end of its container", at);
   const TiffTag formType(readTag(base + at + 8));
-  if (!formType.isPrintable()) return fail("unreadable form type", at + 8);
+  if (!isPrintable(formType)) return fail("unreadable form type", at + 8);
   const std::size_t groupEnd = at + 8 + size;
   fEntries.push_back({Tentry::kGroupBegin, std::uint8_t(depth), kind, formType, size - 4,
                       base + at + 12, at});
@@ -204,7 +213,7 @@ int TiffFile::parseGroup(std::size_t at, std::size_t end, int depth) {
       pos += 8 + std::size_t(fEntries[before].size) + 4;
       continue;
     }
-    if (!tag.isPrintable()) return fail("unreadable chunk tag", pos);
+    if (!isPrintable(tag)) return fail("unreadable chunk tag", pos);
     if (chunkSize > groupEnd - pos - 8) return fail("chunk size past the end of its group", pos);
     fEntries.push_back({Tentry::kChunk, std::uint8_t(depth + 1), tag, TiffTag(), chunkSize,
                         base + pos + 8, pos});

@@ -33,7 +33,7 @@
 
 #include <velacore/base/TbigEndian.h>
 #include <velacore/base/TvelacoreApi.h>
-#include <velacore/data/TiffTag.h>
+#include <velacore/base/TiffTag.h>
 
 #include <cstddef>
 #include <cstdint>

@@ -8,6 +8,8 @@
 #include <random>
 #include <set>
 #include <sstream>
+#include <thread>
+#include <vector>
 
 namespace {
 
@@ -182,6 +184,57 @@ TEST(TperiodicTimeRange, RandomEditsAgainstATickSet) {
       EXPECT_EQ(r.intersects(probe), any);
       EXPECT_EQ(r.contains(TanimTime(probe.start)), model.count(probe.start) != 0);
     }
+  }
+}
+
+// Long lists: adds that would shift intervals wait and are merged on the next read; every kind of
+// read sees them, and copies carry them.
+TEST(TperiodicTimeRange, ManyAddsInRandomOrderAgainstATickSet) {
+  std::mt19937_64 rng(17);
+  TperiodicTimeRange r;
+  Model model;
+  for (int step = 1; step <= 3000; ++step) {
+    const TtimeInterval i = randomInterval(rng, 0, 6000, 6);
+    r.add(i);
+    addTo(model, i);
+    if (step % 97 == 0) {
+      const TperiodicTimeRange copy = r;
+      ASSERT_TRUE(copy.areIntervalsValid());
+      ASSERT_EQ(ticksOf(copy, {-10, 7000}), model);
+    } else if (step % 89 == 0) {
+      const Ticks t = static_cast<Ticks>(rng() % 6000);
+      ASSERT_EQ(r.contains(TanimTime(t)), model.count(t) != 0);
+      ASSERT_EQ(r.bound(), TtimeInterval(*model.begin(), *model.rbegin() + 1));
+    }
+  }
+  EXPECT_GT(r.intervals().size(), 100u);
+  EXPECT_EQ(ticksOf(r, {-10, 7000}), model);
+}
+
+// Reads from several threads of a range with adds still waiting: each settles them safely and
+// all see the same ticks.
+TEST(TperiodicTimeRange, ConcurrentReadsSettlePendingAdds) {
+  for (int round = 0; round < 20; ++round) {
+    std::mt19937_64 rng(round);
+    TperiodicTimeRange r;
+    Model model;
+    for (int k = 0; k < 400; ++k) {
+      const TtimeInterval i = randomInterval(rng, 0, 4000, 4);
+      r.add(i);
+      addTo(model, i);
+    }
+    std::vector<int> wrong(4, 0);
+    std::vector<std::thread> threads;
+    for (int w = 0; w < 4; ++w) {
+      threads.emplace_back([&, w] {
+        for (Ticks t = w; t < 4000; t += 37) {
+          if (r.contains(TanimTime(t)) != (model.count(t) != 0)) ++wrong[w];
+        }
+        if (r.intervals().size() == 0) ++wrong[w];
+      });
+    }
+    for (std::thread& t : threads) t.join();
+    EXPECT_EQ(wrong, std::vector<int>(4, 0));
   }
 }
 

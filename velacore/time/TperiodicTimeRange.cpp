@@ -103,7 +103,36 @@ TperiodicTimeRange TperiodicTimeRange::sInfinity() {
           TanimTime(std::numeric_limits<Tticks>::max())};
 }
 
+TperiodicTimeRange::TperiodicTimeRange(const TperiodicTimeRange& other)
+    : fBound(other.bound()), fPeriod(other.fPeriod), fIntervals(other.fIntervals) {}
+
+TperiodicTimeRange& TperiodicTimeRange::operator=(const TperiodicTimeRange& other) {
+  if (this != &other) {
+    clear();
+    fBound = other.bound();
+    fPeriod = other.fPeriod;
+    fIntervals = other.fIntervals;
+  }
+  return *this;
+}
+
+void TperiodicTimeRange::settleSlow() const {
+  TmtScopedLock guard(fSettleLock);
+  if (!fUnsettled.load(std::memory_order_relaxed)) return;
+  TtimeInterval* p = fPending.begin();
+  std::sort(p, p + fPending.size(),
+            [](const TtimeInterval& a, const TtimeInterval& b) { return a.start < b.start; });
+  TtimeIntervalArray merged;
+  unite(fIntervals.data(), fIntervals.size(), fPending.data(), fPending.size(), merged);
+  fIntervals.swap(merged);
+  fPending.changeLogicalSizeTo(0);
+  correctBound();
+  fUnsettled.store(false, std::memory_order_release);
+}
+
 void TperiodicTimeRange::clear() {
+  fPending.changeLogicalSizeTo(0);
+  fUnsettled.store(false, std::memory_order_relaxed);
   fIntervals.changeLogicalSizeTo(0);
   fPeriod = 0;
   fBound = TtimeInterval();
@@ -111,7 +140,8 @@ void TperiodicTimeRange::clear() {
 
 // ---- queries ----
 
-bool TperiodicTimeRange::universal() const noexcept {
+bool TperiodicTimeRange::universal() const {
+  settled();
   return !periodic() && fIntervals.size() == 1 && fIntervals[0].universal();
 }
 
@@ -121,7 +151,8 @@ TperiodicTimeRange::Tticks TperiodicTimeRange::mapTick(Tticks t) const noexcept 
   return static_cast<Tticks>(s + floorMod(static_cast<Tint128>(t) - s, fPeriod));
 }
 
-bool TperiodicTimeRange::contains(Tticks t) const noexcept {
+bool TperiodicTimeRange::contains(Tticks t) const {
+  settled();
   if (empty()) return false;
   if (periodic()) {
     if (!fBound.contains(t)) return false;
@@ -135,6 +166,7 @@ bool TperiodicTimeRange::contains(Tticks t) const noexcept {
 }
 
 bool TperiodicTimeRange::contains(const TtimeInterval& interval) const {
+  settled();
   if (interval.empty()) return true;
   if (empty()) return false;
   Tticks start = interval.start;
@@ -153,6 +185,7 @@ bool TperiodicTimeRange::contains(const TtimeInterval& interval) const {
 }
 
 bool TperiodicTimeRange::intersects(const TtimeInterval& interval) const {
+  settled();
   if (interval.empty() || empty()) return false;
   if (!periodic()) {
     const TtimeInterval* it =
@@ -173,7 +206,8 @@ TperiodicTimeRange TperiodicTimeRange::intersection(const TtimeInterval& span) c
   return copy;
 }
 
-bool TperiodicTimeRange::areIntervalsValid() const noexcept {
+bool TperiodicTimeRange::areIntervalsValid() const {
+  settled();
   const std::uint32_t n = fIntervals.size();
   for (std::uint32_t i = 0; i < n; ++i) {
     if (fIntervals[i].empty()) return false;
@@ -187,6 +221,7 @@ bool TperiodicTimeRange::areIntervalsValid() const noexcept {
 }
 
 bool TperiodicTimeRange::expand(const TtimeInterval& span, TtimeIntervalArray& out) const {
+  settled();
   out.changeLogicalSizeTo(0);
   if (empty() || span.empty()) return true;
   if (!periodic()) {
@@ -221,6 +256,8 @@ bool TperiodicTimeRange::expand(const TtimeInterval& span, TtimeIntervalArray& o
 // repeat with the least common multiple of their periods, so one such period on either side of
 // the finite part decides for all ticks.
 bool TperiodicTimeRange::contains(const TperiodicTimeRange& other) const {
+  settled();
+  other.settled();
   if (other.empty()) return true;
   if (empty()) return false;
   TtimeIntervalArray pieces;
@@ -262,6 +299,8 @@ bool TperiodicTimeRange::contains(const TperiodicTimeRange& other) const {
 
 bool TperiodicTimeRange::intersection(const TperiodicTimeRange& other,
                                       TperiodicTimeRange& result) const {
+  settled();
+  other.settled();
   TtimeIntervalArray a, b;
   TperiodicTimeRange out;
   if (enumerable() && other.enumerable()) {
@@ -307,6 +346,7 @@ bool TperiodicTimeRange::appendOne(TtimeInterval interval) {
 }
 
 bool TperiodicTimeRange::append(const TtimeInterval& interval) {
+  settled();
   const bool ok = appendOne(interval);
   correctBound();
   return ok;
@@ -314,6 +354,10 @@ bool TperiodicTimeRange::append(const TtimeInterval& interval) {
 
 void TperiodicTimeRange::add(const TtimeInterval& interval) {
   if (interval.empty()) return;
+  if (fUnsettled.load(std::memory_order_relaxed)) {
+    fPending.addLast(interval);
+    return;
+  }
   TtimeInterval* first = fIntervals.begin();
   TtimeInterval* last = fIntervals.end();
   const std::uint32_t n = fIntervals.size();
@@ -326,9 +370,12 @@ void TperiodicTimeRange::add(const TtimeInterval& interval) {
     found = std::lower_bound(first, last, interval.start,
                              [](const TtimeInterval& i, Tticks v) { return i.end < v; });
   }
+  // Work that would shift the intervals behind `found` waits for the next read (see settled()).
+  const bool shifts = n >= kLinearScanLimit && last - found > 1;
   if (found == last) {
     fIntervals.addLast(interval);
   } else if (found->start > interval.end) {
+    if (shifts) return defer(interval);
     fIntervals.insert(interval, static_cast<std::uint32_t>(found - first));
   } else if (found->contains(interval)) {
     return;
@@ -340,6 +387,7 @@ void TperiodicTimeRange::add(const TtimeInterval& interval) {
     TtimeInterval* through =
         std::upper_bound(found, last, interval.end,
                          [](Tticks v, const TtimeInterval& i) { return v < i.start; }) - 1;
+    if (through != found && shifts) return defer(interval);
     found->start = std::min(found->start, interval.start);
     found->end = std::max(through->end, interval.end);
     const auto index = static_cast<std::uint32_t>(found - first);
@@ -349,7 +397,13 @@ void TperiodicTimeRange::add(const TtimeInterval& interval) {
   correctBound();
 }
 
+void TperiodicTimeRange::defer(const TtimeInterval& interval) {
+  fPending.addLast(interval);
+  fUnsettled.store(true, std::memory_order_release);
+}
+
 void TperiodicTimeRange::addAll(const TtimeInterval* intervals, std::uint32_t count) {
+  settled();
   std::vector<TtimeInterval> sorted(intervals, intervals + count);
   std::sort(sorted.begin(), sorted.end(),
             [](const TtimeInterval& a, const TtimeInterval& b) { return a.start < b.start; });
@@ -361,6 +415,8 @@ void TperiodicTimeRange::addAll(const TtimeInterval* intervals, std::uint32_t co
 }
 
 bool TperiodicTimeRange::mergeAsUnion(const TperiodicTimeRange& other) {
+  settled();
+  other.settled();
   if (other.empty()) return true;
   if (empty()) {
     *this = other;
@@ -384,6 +440,7 @@ bool TperiodicTimeRange::mergeAsUnion(const TperiodicTimeRange& other) {
 }
 
 void TperiodicTimeRange::clamp(const TtimeInterval& span) {
+  settled();
   if (empty()) return;
   if (periodic()) {
     fBound = fBound.intersection(span);
@@ -404,12 +461,14 @@ void TperiodicTimeRange::clamp(const TtimeInterval& span) {
 }
 
 void TperiodicTimeRange::offset(Tticks d) {
+  settled();
   if (empty()) return;
   fBound.offset(d);
   for (TtimeInterval& i : fIntervals) i.offset(d);
 }
 
 bool TperiodicTimeRange::setPeriodic(TanimTime period, const TtimeInterval& bound) {
+  settled();
   const Tticks p = period.inTicks();
   if (empty() || p <= 0) return false;
   const Tticks s = cycleStart();
@@ -436,31 +495,40 @@ bool TperiodicTimeRange::setPeriodic(TanimTime period, const TtimeInterval& boun
 }
 
 void TperiodicTimeRange::setNonPeriodic() {
+  settled();
   fPeriod = 0;
   correctBound();
 }
 
-TtimeInterval TperiodicTimeRange::mapToCycle(const TtimeInterval& interval) const noexcept {
+TtimeInterval TperiodicTimeRange::mapToCycle(const TtimeInterval& interval) const {
+  settled();
   if (!periodic() || empty()) return interval;
   if (!interval.startFinite() && !interval.endFinite()) return interval;
   const Tticks from = interval.startFinite() ? interval.start : interval.end;
   return interval.offseted(mapTick(from) - from);
 }
 
-void TperiodicTimeRange::correctBound() noexcept {
+void TperiodicTimeRange::correctBound() const noexcept {
   if (periodic()) return;
-  fBound = empty() ? TtimeInterval() : TtimeInterval(fIntervals[0].start, fIntervals.last().end);
+  fBound = fIntervals.empty() ? TtimeInterval() : TtimeInterval(fIntervals[0].start, fIntervals.last().end);
 }
 
 bool operator==(const TperiodicTimeRange& a, const TperiodicTimeRange& b) {
-  if (a.periodic() || b.periodic()) return a.contains(b) && b.contains(a);
-  if (a.fIntervals.size() != b.fIntervals.size() || a.fBound != b.fBound) return false;
-  return std::equal(a.fIntervals.begin(), a.fIntervals.end(), b.fIntervals.begin());
+  a.settled();
+  b.settled();
+  const bool same = a.fPeriod == b.fPeriod && a.fBound == b.fBound &&
+                    a.fIntervals.size() == b.fIntervals.size() &&
+                    std::equal(a.fIntervals.begin(), a.fIntervals.end(), b.fIntervals.begin());
+  // Periodic ranges may describe one set in several ways (another cycle start, another bound
+  // outside the ticks): compare the sets.
+  if (same || !(a.periodic() || b.periodic())) return same;
+  return a.contains(b) && b.contains(a);
 }
 
 // ---- text ----
 
 Tstring TperiodicTimeRange::asStr() const {
+  settled();
   if (empty()) return Tstring("{empty}");
   if (universal()) return Tstring("{all}");
   Tstring text;
@@ -567,12 +635,12 @@ std::ostream& operator<<(std::ostream& out, const TperiodicTimeRange& range) {
 
 bool TperiodicTimeRangeSet::empty() const noexcept { return fRanges.empty(); }
 
-bool TperiodicTimeRangeSet::universal() const noexcept {
+bool TperiodicTimeRangeSet::universal() const {
   return std::any_of(fRanges.begin(), fRanges.end(),
                      [](const TperiodicTimeRange& r) { return r.universal(); });
 }
 
-bool TperiodicTimeRangeSet::contains(TanimTime t) const noexcept {
+bool TperiodicTimeRangeSet::contains(TanimTime t) const {
   return std::any_of(fRanges.begin(), fRanges.end(),
                      [t](const TperiodicTimeRange& r) { return r.contains(t); });
 }

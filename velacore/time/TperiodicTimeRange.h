@@ -33,16 +33,20 @@
 // - expand(span) lists the concrete intervals meeting the span, clipped to it, in time order; a
 //   periodic range needs a finite span (or bound) to be unrolled.
 //
-// Hazards: not thread-safe for changes (concurrent const use is fine); add is linear in the
-// number of intervals behind the insertion point: for many intervals in random order use addAll.
+// Hazards: not thread-safe for changes (concurrent const use is fine). An add that would shift
+// intervals in a long list is kept aside and merged, with any others, on the next read, so a run
+// of adds costs one sort rather than a shift each.
 #pragma once
 
+#include <velacore/base/TmtCriticalSection.h>
+#include <velacore/base/TmtScopedLock.h>
 #include <velacore/base/TvelacoreApi.h>
 #include <velacore/containers/TtypedObjArray.h>
 #include <velacore/strings/Tstring.h>
 #include <velacore/time/TanimTime.h>
 #include <velacore/time/TtimeInterval.h>
 
+#include <atomic>
 #include <cstdint>
 #include <iosfwd>
 
@@ -55,6 +59,8 @@ class VELACORE_API TperiodicTimeRange {
   /// @name Construction
   /// @{
   TperiodicTimeRange() = default;
+  TperiodicTimeRange(const TperiodicTimeRange& other);
+  TperiodicTimeRange& operator=(const TperiodicTimeRange& other);
   /// The closed interval [first, last+1) (the end stays at the 64-bit limit).
   TperiodicTimeRange(TanimTime first, TanimTime last);
   /// The union of `count` intervals appended in turn (intervals before the last are refused).
@@ -66,23 +72,26 @@ class VELACORE_API TperiodicTimeRange {
 
   /// @name Queries
   /// @{
-  [[nodiscard]] bool empty() const noexcept { return fIntervals.empty(); }
+  [[nodiscard]] bool empty() const { return settled().empty(); }
   [[nodiscard]] bool isEmpty() const noexcept { return empty(); }
   /// A single interval with both ends infinite.
-  [[nodiscard]] bool universal() const noexcept;
+  [[nodiscard]] bool universal() const;
   [[nodiscard]] bool isInfinity() const noexcept { return universal(); }
   /// Both ends of the bound finite.
-  [[nodiscard]] bool finite() const noexcept { return fBound.finite(); }
+  [[nodiscard]] bool finite() const { return bound().finite(); }
   /// Its concrete intervals can be listed: non-periodic, or periodic in a finite bound.
-  [[nodiscard]] bool enumerable() const noexcept { return !periodic() || fBound.finite(); }
-  [[nodiscard]] const TtimeInterval& bound() const noexcept { return fBound; }
+  [[nodiscard]] bool enumerable() const { return !periodic() || bound().finite(); }
+  [[nodiscard]] const TtimeInterval& bound() const {
+    settled();
+    return fBound;
+  }
   [[nodiscard]] Tticks period() const noexcept { return fPeriod; }
   [[nodiscard]] bool periodic() const noexcept { return fPeriod != 0; }
-  [[nodiscard]] const TtimeIntervalArray& intervals() const noexcept { return fIntervals; }
+  [[nodiscard]] const TtimeIntervalArray& intervals() const { return settled(); }
   /// Whether `t` lies in the bound (the hull of the range).
-  [[nodiscard]] bool inRange(TanimTime t) const noexcept { return fBound.contains(t); }
-  [[nodiscard]] bool contains(TanimTime t) const noexcept { return contains(t.inTicks()); }
-  [[nodiscard]] bool contains(Tticks t) const noexcept;
+  [[nodiscard]] bool inRange(TanimTime t) const { return bound().contains(t); }
+  [[nodiscard]] bool contains(TanimTime t) const { return contains(t.inTicks()); }
+  [[nodiscard]] bool contains(Tticks t) const;
   /// Every tick of `interval` is in the range.
   [[nodiscard]] bool contains(const TtimeInterval& interval) const;
   /// Every tick of `other` is in this range.
@@ -96,7 +105,7 @@ class VELACORE_API TperiodicTimeRange {
   /// The ticks in both ranges into `result`; false when that is not one range (see above).
   bool intersection(const TperiodicTimeRange& other, TperiodicTimeRange& result) const;
   /// Whether the intervals are non-empty, sorted, not touching and (periodic) within a period.
-  [[nodiscard]] bool areIntervalsValid() const noexcept;
+  [[nodiscard]] bool areIntervalsValid() const;
   /// @}
 
   /// @name Changes
@@ -131,7 +140,7 @@ class VELACORE_API TperiodicTimeRange {
   void setNonPeriodic();
   /// Moves `interval` by a whole number of periods so that its start (or, for an infinite
   /// start, its end) falls in the cycle; unchanged for a non-periodic range.
-  [[nodiscard]] TtimeInterval mapToCycle(const TtimeInterval& interval) const noexcept;
+  [[nodiscard]] TtimeInterval mapToCycle(const TtimeInterval& interval) const;
   void clear();
   /// @}
 
@@ -150,13 +159,27 @@ class VELACORE_API TperiodicTimeRange {
 
  private:
   bool appendOne(TtimeInterval interval);
-  void correctBound() noexcept;
+  void defer(const TtimeInterval& interval);
+  void correctBound() const noexcept;
   [[nodiscard]] Tticks mapTick(Tticks t) const noexcept;
   [[nodiscard]] Tticks cycleStart() const noexcept { return fIntervals[0].start; }
 
-  TtimeInterval fBound;
+  // Adds that would shift many intervals wait in fPending and are merged in one pass (sort,
+  // then one merge) before the range is next read; the set of ticks, and so its canonical list,
+  // is the same either way. Reads that find pending adds settle them under fSettleLock, so
+  // concurrent const use stays safe.
+  const TtimeIntervalArray& settled() const {
+    if (fUnsettled.load(std::memory_order_acquire)) settleSlow();
+    return fIntervals;
+  }
+  void settleSlow() const;
+
+  mutable TtimeInterval fBound;
   Tticks fPeriod = 0;
-  TtimeIntervalArray fIntervals;
+  mutable TtimeIntervalArray fIntervals;
+  mutable TtimeIntervalArray fPending;
+  mutable std::atomic<bool> fUnsettled{false};
+  mutable TmtCriticalSection fSettleLock;
 };
 
 /// Writes asStr().
@@ -173,8 +196,8 @@ class VELACORE_API TperiodicTimeRangeSet {
 
   void clear() { fRanges.resetLogicalSize(); }
   [[nodiscard]] bool empty() const noexcept;
-  [[nodiscard]] bool universal() const noexcept;
-  [[nodiscard]] bool contains(TanimTime t) const noexcept;
+  [[nodiscard]] bool universal() const;
+  [[nodiscard]] bool contains(TanimTime t) const;
   [[nodiscard]] bool intersects(const TtimeInterval& interval) const;
   /// Inserts a range, an interval, or the closed interval [first, last+1); empty ones are not
   /// kept.
@@ -205,9 +228,9 @@ class VELACORE_API TinnerOuterTimeRange {
   void setInner(const TperiodicTimeRange& inner) { fInner = inner; }
   void setOuter(const TperiodicTimeRange& outer) { fOuter = outer; }
   /// Whether `t` is in the outer range (the times this pair needs).
-  [[nodiscard]] bool inRange(TanimTime t) const noexcept { return fOuter.contains(t); }
+  [[nodiscard]] bool inRange(TanimTime t) const { return fOuter.contains(t); }
   /// Whether `t` is in the inner range.
-  [[nodiscard]] bool inInner(TanimTime t) const noexcept { return fInner.contains(t); }
+  [[nodiscard]] bool inInner(TanimTime t) const { return fInner.contains(t); }
   /// "inner = <range>, outer = <range>".
   [[nodiscard]] Tstring asStr() const;
 

@@ -123,6 +123,13 @@ TEST(TfileURI, QueryItemsAndDelimiters) {
   items.insert(Tstring("only"), Tstring("one"));
   uri.setQueryItems(items);
   EXPECT_EQ(s(uri.asString()), "http://h/p?only:one");
+  // A new URI is read with the delimiters in force; removing the last item drops the "?".
+  uri.setURI(Tstring("http://h/q?m:1;n:2"));
+  EXPECT_EQ(s(uri.getQueryItemValue(Tstring("n"))), "2");
+  uri.removeQueryItem(Tstring("m"));
+  EXPECT_EQ(s(uri.asString()), "http://h/q?n:2");
+  uri.removeQueryItem(Tstring("n"));
+  EXPECT_EQ(s(uri.asString()), "http://h/q");
 }
 
 TEST(TfileURI, ValidityRefusesDrivesShortSchemesAndFullPaths) {

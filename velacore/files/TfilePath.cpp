@@ -3,6 +3,7 @@
 #include <velacore/base/Texception.h>
 #include <velacore/base/TstringCatalog.h>
 #include <velacore/files/TfileURI.h>
+#include <velacore/files/internal/TpathText.h>
 #include <velacore/platform/TplatformFiles.h>
 
 #include <cerrno>
@@ -12,12 +13,10 @@
 
 namespace pf = vela::platform;
 
-namespace {
+using vela::files_internal::toTstring;
+using vela::files_internal::view;
 
-std::string_view view(const Tstring& s) { return std::string_view(s.asC(), s.length()); }
-Tstring toTstring(std::string_view s) {
-  return Tstring(s.data(), static_cast<unsigned int>(s.size()));
-}
+namespace {
 
 std::string withSlashes(std::string text) {
   for (char& c : text)

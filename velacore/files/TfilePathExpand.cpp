@@ -5,6 +5,7 @@
 #include <velacore/environment/TVelaEnvironment.h>
 #include <velacore/environment/VelaEnv.h>
 #include <velacore/files/TprojectMgrBase.h>
+#include <velacore/files/internal/TpathText.h>
 #include <velacore/platform/TplatformEnvironment.h>
 
 #include <algorithm>
@@ -14,12 +15,10 @@
 #include <string_view>
 #include <vector>
 
-namespace {
+using vela::files_internal::toTstring;
+using vela::files_internal::view;
 
-std::string_view view(const Tstring& s) { return std::string_view(s.asC(), s.length()); }
-Tstring toTstring(std::string_view s) {
-  return Tstring(s.data(), static_cast<unsigned int>(s.size()));
-}
+namespace {
 
 // The value of `name` in the environment, or false when it is not set.
 bool environmentValue(const std::string& name, std::string& value) {

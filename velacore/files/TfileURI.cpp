@@ -7,9 +7,38 @@
 #include <QtCore/QUrl>
 #include <QtCore/QUrlQuery>
 
+// The query items are parsed from the URI only when first needed: most URIs are parsed and
+// printed without anyone asking for their items. `query` always holds the delimiters.
 struct TfileURI::Tparts {
   QUrl url;
   QUrlQuery query;
+  bool queryLoaded = true;  // false: `query` does not hold the URI's items yet
+
+  // The items, parsed now when they are not loaded (const paths never write, so concurrent
+  // readers of one URI stay safe).
+  QUrlQuery currentQuery() const {
+    if (queryLoaded) return query;
+    QUrlQuery parsed;
+    parsed.setQueryDelimiters(query.queryValueDelimiter(), query.queryPairDelimiter());
+    parsed.setQuery(url.query(QUrl::FullyEncoded));
+    return parsed;
+  }
+  // The items, loaded for a change.
+  QUrlQuery& loadedQuery() {
+    if (!queryLoaded) {
+      query.setQuery(url.query(QUrl::FullyEncoded));
+      queryLoaded = true;
+    }
+    return query;
+  }
+  // Writes the changed items back into the URI.
+  void storeQuery() {
+    if (query.isEmpty()) {
+      url.setQuery(QString());
+    } else {
+      url.setQuery(query);
+    }
+  }
 };
 
 namespace {
@@ -54,10 +83,7 @@ TfileURI::TfileURI(const Tstring& text) : fParts(new Tparts) { setURI(text); }
 TfileURI::TfileURI(const TfileURI& other) : fParts(new Tparts(*other.fParts)) {}
 
 TfileURI& TfileURI::operator=(const TfileURI& other) {
-  if (this != &other) {
-    fParts->url = other.fParts->url;
-    fParts->query = other.fParts->query;
-  }
+  if (this != &other) *fParts = *other.fParts;
   return *this;
 }
 
@@ -65,12 +91,12 @@ TfileURI::~TfileURI() { delete fParts; }
 
 void TfileURI::setURI(const Tstring& text) {
   fParts->url.setUrl(toQ(text), QUrl::TolerantMode);
-  fParts->query.setQuery(fParts->url.query(QUrl::FullyEncoded));
+  fParts->queryLoaded = false;
 }
 
 void TfileURI::clear() {
   fParts->url.clear();
-  fParts->query.clear();
+  removeAllQueryItems();
 }
 
 // ---- parts ---------------------------------------------------------------------------------
@@ -141,40 +167,41 @@ void TfileURI::getLastDotLocationInfo(int& length, int& lastDot, int& lastSepara
 // ---- query items ---------------------------------------------------------------------------
 
 void TfileURI::addQueryItem(const Tstring& key, const Tstring& value) {
-  fParts->query.addQueryItem(toQ(key), toQ(value));
-  fParts->url.setQuery(fParts->query);
+  fParts->loadedQuery().addQueryItem(toQ(key), toQ(value));
+  fParts->storeQuery();
 }
 
 void TfileURI::setQueryItems(const TdataHashTable<Tstring, Tstring>& items) {
   QList<QPair<QString, QString>> list;
   items.forEach([&](const Tstring& key, const Tstring& value) { list.append({toQ(key), toQ(value)}); });
-  fParts->query.setQueryItems(list);
-  fParts->url.setQuery(fParts->query);
+  fParts->loadedQuery().setQueryItems(list);
+  fParts->storeQuery();
 }
 
 void TfileURI::setQueryDelimiters(char valueDelimiter, char pairDelimiter) {
-  fParts->query.setQueryDelimiters(QLatin1Char(valueDelimiter), QLatin1Char(pairDelimiter));
-  fParts->url.setQuery(fParts->query);
+  fParts->loadedQuery().setQueryDelimiters(QLatin1Char(valueDelimiter), QLatin1Char(pairDelimiter));
+  fParts->storeQuery();
 }
 
 void TfileURI::getQueryItems(TdataHashTable<Tstring, Tstring>& items) const {
-  for (const auto& item : fParts->query.queryItems(QUrl::FullyDecoded))
+  for (const auto& item : fParts->currentQuery().queryItems(QUrl::FullyDecoded))
     items.insertUnique(fromQ(item.first), fromQ(item.second));
 }
 
 Tstring TfileURI::getQueryItemValue(const Tstring& key) const {
-  return fromQ(fParts->query.queryItemValue(toQ(key), QUrl::FullyDecoded));
+  return fromQ(fParts->currentQuery().queryItemValue(toQ(key), QUrl::FullyDecoded));
 }
 
 TstringArray TfileURI::getAllQueryItemKeys() const {
   QStringList keys;
-  for (const auto& item : fParts->query.queryItems(QUrl::FullyDecoded)) keys.append(item.first);
+  for (const auto& item : fParts->currentQuery().queryItems(QUrl::FullyDecoded)) keys.append(item.first);
   return fromQ(keys);
 }
 
 TstringArray TfileURI::getAllQueryItemValues() const {
   QStringList values;
-  for (const auto& item : fParts->query.queryItems(QUrl::FullyDecoded)) values.append(item.second);
+  for (const auto& item : fParts->currentQuery().queryItems(QUrl::FullyDecoded))
+    values.append(item.second);
   return fromQ(values);
 }
 
@@ -185,8 +212,8 @@ char TfileURI::getQueryValueDelimiter() const {
 char TfileURI::getQueryPairDelimiter() const { return fParts->query.queryPairDelimiter().toLatin1(); }
 
 void TfileURI::removeQueryItem(const Tstring& key) {
-  fParts->query.removeQueryItem(toQ(key));
-  fParts->url.setQuery(fParts->query);
+  fParts->loadedQuery().removeQueryItem(toQ(key));
+  fParts->storeQuery();
 }
 
 void TfileURI::removeAllQueryItems() {
@@ -194,6 +221,7 @@ void TfileURI::removeAllQueryItems() {
   const QChar pair = fParts->query.queryPairDelimiter();
   fParts->query.clear();
   fParts->query.setQueryDelimiters(value, pair);
+  fParts->queryLoaded = true;
   fParts->url.setQuery(QString());
 }
 
@@ -201,7 +229,21 @@ void TfileURI::removeAllQueryItems() {
 
 Tstring TfileURI::asString() const {
   const QUrl& url = fParts->url;
-  if (url.scheme() != QLatin1String("vela")) return fromQ(url.toString());
+  const QString printed = url.toString();
+  // The scheme prints first, so only a text beginning "vela:" can have it. With an authority
+  // and a path that begins with "/", the default form is already the "vela" form.
+  if (!printed.startsWith(QLatin1String("vela:")) || url.scheme() != QLatin1String("vela"))
+    return fromQ(printed);
+  if (printed.startsWith(QLatin1String("vela://"))) {
+    const QChar* text = printed.constData();
+    const int size = printed.size();
+    int end = 7;
+    while (end < size && text[end] != QLatin1Char('/') && text[end] != QLatin1Char('?') &&
+           text[end] != QLatin1Char('#')) {
+      ++end;
+    }
+    if (end < size && text[end] == QLatin1Char('/')) return fromQ(printed);
+  }
   QString rest = url.toString(QUrl::RemoveScheme | QUrl::RemoveAuthority);
   if (!rest.startsWith(QLatin1Char('/'))) rest.prepend(QLatin1Char('/'));
   return fromQ(QLatin1String("vela://") + url.authority() + rest);

@@ -25,11 +25,23 @@ __attribute__((noinline)) std::vector<TstackFrame> captureStack(int skip, int de
   constexpr int kMaxFrames = 256;
   if (skip < 0) skip = 0;
   if (depth <= 0 || depth > kMaxFrames) depth = kMaxFrames;
-  void* addresses[kMaxFrames + 1];
-  const int wanted = std::min(kMaxFrames + 1, skip + depth + 1);  // +1: this function's frame
+  constexpr int kSlack = 8;  // frames of this function and of the unwinder's own wrappers
+  void* addresses[kMaxFrames + kSlack];
+  const int wanted = std::min(kMaxFrames + kSlack, skip + depth + kSlack);
   const int found = ::backtrace(addresses, wanted);
+  // The caller's frame is the one holding our return address. Usually it is the second entry
+  // (after this function's own), but a sanitizer's wrapper around backtrace may add or drop one.
+  int callerFrame = 1;
+  const void* intoCaller = __builtin_return_address(0);
+  for (int i = 0; i < std::min(found, kSlack); ++i) {
+    if (addresses[i] == intoCaller) {
+      callerFrame = i;
+      break;
+    }
+  }
   std::vector<TstackFrame> frames;
-  for (int i = skip + 1; i < found; ++i) {
+  const int end = std::min(found, callerFrame + skip + depth);
+  for (int i = callerFrame + skip; i < end; ++i) {
     TstackFrame frame;
     frame.address = addresses[i];
     Dl_info info{};

@@ -147,3 +147,14 @@ TEST(TtraceEventExport, CountersPerThreadAndContext) {
   EXPECT_EQ(contexts["deformers"], 0.0);
   counter.disable();
 }
+
+// The header's example, as written.
+TEST(TtraceEventExport, HeaderExample) {
+  TempDir dir;
+  WorkingDirGuard cwd(dir.path());
+  TtraceEventExport events;
+  events.addNestedTimers();               // the tree TnestedTimers::dumpNested prints
+  events.addCounters("eval*");            // every counter matching the wildcard pattern
+  events.writeFile("timers.json");
+  EXPECT_EQ(readFile(dir.path() / "timers.json"), events.json().asC());
+}

@@ -1,6 +1,7 @@
 // Trace-event export: the JSON parses (Qt's reader), the timer events nest as the timers did and
 // carry their totals, the counter events carry each thread's counts.
 #include <velacore/debug/Tcounter.h>
+#include <velacore/debug/TdebugOutputString.h>
 #include <velacore/debug/TnestedTimers.h>
 #include <velacore/debug/TtraceEventExport.h>
 
@@ -12,9 +13,12 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdio>
 #include <map>
+#include <sstream>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "DebugTestUtil.h"
 
@@ -102,6 +106,31 @@ TEST(TtraceEventExport, NestedTimersNestAndKeepTheirTotals) {
   EXPECT_EQ(drawEvents, 2);
   EXPECT_NEAR(drawTotal, TnestedTimers::getTime(draw, true) * 1e6, 0.002);
   EXPECT_EQ(bySlot[frame].value("name").toString().toStdString(), "frame \"1\"\tall");
+
+  // The timers' own tree report lists the same records, depth first in the same order, each
+  // indented by its depth and with the same total.
+  TdebugOutputString report;
+  TnestedTimers::dumpNested(TnestedTimers::kNested, &report);
+  std::istringstream reportLines(report.string().asC());
+  std::string line;
+  std::getline(reportLines, line);  // the title
+  std::vector<std::string> reported;
+  while (std::getline(reportLines, line)) {
+    if (line.find("OTHER") == std::string::npos) reported.push_back(line.substr(0, 54));
+  }
+  std::vector<std::string> exported;
+  for (const QJsonValue& value : parsed) {
+    const QJsonObject event = value.toObject();
+    int depth = 0;
+    const auto* record = TnestedTimers::getNestingInfo(event.value("args").toObject().value("slot").toInt());
+    for (auto* p = record->parent; p != nullptr && p->index >= 0; p = p->parent) ++depth;
+    char text[128];
+    std::snprintf(text, sizeof text, "%-45.45s %8.4f",
+                  (std::string(2 * depth, ' ') + event.value("name").toString().toStdString()).c_str(),
+                  event.value("dur").toDouble() * 1e-6);
+    exported.push_back(text);
+  }
+  EXPECT_EQ(exported, reported);
 
   TempDir dir;
   const std::string path = (dir.path() / "timers.json").string();

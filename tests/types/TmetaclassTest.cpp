@@ -1,6 +1,7 @@
 #include <velacore/types/Tmetaclass.h>
 
 #include <velacore/debug/TdebugOutputString.h>
+#include <velacore/types/TtypeDictionary.h>
 
 #include <gtest/gtest.h>
 
@@ -460,4 +461,34 @@ TEST(Tmetaclass, FirstQueryRacedFromThreads) {
     for (auto& t : threads) t.join();
     EXPECT_EQ(wrong.load(), 0) << racer->name();
   }
+}
+
+TEST(Tmetaclass, DictionaryOfAFamily) {
+  TtypeDictionary* family = Tmetaclass::generateDictionaryFor(TtB::sTypeof());
+  ASSERT_NE(family, nullptr);
+  std::vector<std::string> keys;
+  for (auto* n = family->first(); n != nullptr; n = TtypeDictionary::next(n)) {
+    keys.emplace_back(n->key().value());
+    EXPECT_STREQ(n->data()->name(), n->key().value());
+  }
+  const std::vector<std::string> expected = {"TtB", "TtD", "TtE", "TtF"};
+  EXPECT_EQ(keys, expected);
+  ASSERT_NE(family->search("TtE"), nullptr);
+  EXPECT_EQ(*family->search("TtE"), TtE::sTypeof());
+  EXPECT_EQ(family->search("TtC"), nullptr);
+  EXPECT_TRUE(family->typeof()->isa(Tdictionary::sTypeof()));
+  EXPECT_EQ(TtypeDictionary::sTypeof()->size(), 144u);
+  EXPECT_EQ(TtypeDictionaryNode::sTypeof()->size(), 32u);
+  delete family;
+
+  TtypeDictionary* none = Tmetaclass::generateDictionaryFor(nullptr);
+  EXPECT_EQ(none->first(), nullptr);
+  delete none;
+
+  // Names compare as bytes; a first byte that is smaller as a signed byte counts as smaller.
+  EXPECT_LT(TtypeDictionaryNode::compareKeys("abc", "abd"), 0);
+  EXPECT_GT(TtypeDictionaryNode::compareKeys("abd", "abc"), 0);
+  EXPECT_EQ(TtypeDictionaryNode::compareKeys("abc", "abc"), 0);
+  EXPECT_LT(TtypeDictionaryNode::compareKeys("ab", "abc"), 0);
+  EXPECT_LT(TtypeDictionaryNode::compareKeys("\x80", "a"), 0);
 }

@@ -1,6 +1,7 @@
 #include <velacore/types/Tmetaclass.h>
 
 #include <velacore/debug/TdebugOutput.h>
+#include <velacore/types/TtypeDictionary.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -260,6 +261,14 @@ Tmetaclass* Tmetaclass::findClass(TiffTag tag) {
   for (Tmetaclass* c : *gRegistry)
     if (c->fTag == tag.value()) return c;
   return nullptr;
+}
+
+TtypeDictionary* Tmetaclass::generateDictionaryFor(Tmetaclass* base) {
+  auto* family = new TtypeDictionary();
+  if (base == nullptr || gRegistry == nullptr) return family;
+  for (Tmetaclass* c : *gRegistry)
+    if (c->isa(base)) family->insert(c->fName, c);
+  return family;
 }
 
 namespace {

@@ -70,6 +70,7 @@
 
 class TdebugOutput;
 class Tmetaclass;
+class TtypeDictionary;
 
 /// The metaclasses of the registry and of class-tree queries.
 using TtypeidArray = TtypedObjArray<Tmetaclass*>;
@@ -189,6 +190,9 @@ class VELACORE_API Tmetaclass {
   [[nodiscard]] static Tmetaclass* findClass(const char* name, Tmetaclass* base);
   /// The first class with this tag, or null.
   [[nodiscard]] static Tmetaclass* findClass(TiffTag tag);
+  /// A new dictionary (owned by the caller) from class name to class of every registered
+  /// class that is `base` or a kind of it; empty for null.
+  [[nodiscard]] static TtypeDictionary* generateDictionaryFor(Tmetaclass* base);
   /// Inserts `base` and, depth first in registration order, every class derived from it at
   /// the front of `out` (so the last visited comes first; diamonds are listed twice).
   static void getDerivedClasses(Tmetaclass* base, TtypeidArray& out);

@@ -1,0 +1,4 @@
+#include <velacore/containers/TindexDictionary.h>
+
+VELA_DEFINE_TYPE(TindexDictionaryNode, TdictionaryNode);
+VELA_DEFINE_TYPE(TindexDictionary, Tdictionary);

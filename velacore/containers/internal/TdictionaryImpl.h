@@ -1,0 +1,158 @@
+// The skip-list algorithms of Tdictionary, written once over an Ops type:
+//   int compare(TdictionaryNode* node, TdictionaryNode& probe) const   // node's key vs probe's
+//   TdictionaryNode*& fwd(TdictionaryNode* node, int level) const     // also for the header
+//   TdictionaryNode* clone(TdictionaryNode& probe, int level) const
+//   void destroy(TdictionaryNode* node) const
+// Included at the end of Tdictionary.h.
+#pragma once
+
+// Walks from `x` at level `from` down to level 0: along each level while the next node is
+// smaller than the probe, recording where each level stopped in update[]. A next node that is
+// the one where a level above stopped (`stop`) is known not to be smaller and is not compared
+// again. Returns the level-0 successor of the last predecessor, with `equal` telling whether it
+// equals the probe.
+template <class Ops>
+TdictionaryNode* Tdictionary::descend(const Ops& ops, TdictionaryNode& probe, TdictionaryNode* x,
+                                      int from, TdictionaryNode* stop, int stopCompare,
+                                      TdictionaryNode** update, bool& equal) {
+  for (int level = from; level >= 0; --level) {
+    for (;;) {
+      TdictionaryNode* next = ops.fwd(x, level);
+      if (next == nullptr || next == stop) break;
+      const int c = ops.compare(next, probe);
+      if (c < 0) {
+        x = next;
+        continue;
+      }
+      stop = next;
+      stopCompare = c;
+      break;
+    }
+    update[level] = x;
+  }
+  TdictionaryNode* candidate = from >= 0 ? ops.fwd(x, 0) : nullptr;
+  if (candidate == nullptr) {
+    equal = false;
+    return nullptr;
+  }
+  equal = candidate == stop ? stopCompare == 0 : ops.compare(candidate, probe) == 0;
+  return candidate;
+}
+
+// Fills update[0 .. fLevel-1] with the probe's predecessors. Without a bookmark (or with an
+// empty one) the walk starts at the header on the top level. With one, it starts from the
+// bookmark's nodes: the header counts as smaller than every key.
+// - Its level-0 node is smaller than the probe: climb while the node after the bookmark's node
+//   at that level is still smaller (the probe lies further on), and walk from the bookmark's
+//   node where the climb stopped; the levels above it are still right.
+// - Otherwise the probe lies behind the bookmark: the first level whose bookmark node is
+//   smaller than the probe is right as it is, with every level above it; walk from its node.
+// The levels above the start keep the bookmark's nodes (`kept` is the lowest such level).
+template <class Ops>
+TdictionaryNode* Tdictionary::findPath(const Ops& ops, TdictionaryNode& probe,
+                                       Tbookmark* bookmark, TdictionaryNode** update, int& kept,
+                                       bool& equal) {
+  const int top = fLevel - 1;
+  kept = fLevel;
+  TdictionaryNode* const* marks = bookmark != nullptr ? bookmark->fNodes : nullptr;
+  // A bookmark filled before the list grew a level does not know the new levels.
+  if (marks == nullptr || top < 0 || marks[0] == nullptr || marks[top] == nullptr)
+    return descend(ops, probe, this, top, nullptr, 1, update, equal);
+
+  auto smaller = [&](TdictionaryNode* node) {
+    return node == this || ops.compare(node, probe) < 0;
+  };
+  int start;
+  TdictionaryNode* stop = nullptr;
+  int stopCompare = 1;
+  if (smaller(marks[0])) {
+    start = 0;
+    for (;;) {
+      TdictionaryNode* next = ops.fwd(marks[start], start);
+      if (next == nullptr) break;
+      const int c = ops.compare(next, probe);
+      if (c >= 0) {
+        stop = next;
+        stopCompare = c;
+        break;
+      }
+      if (start == top) break;
+      ++start;
+    }
+  } else {
+    start = 1;
+    while (start <= top && !smaller(marks[start])) ++start;
+    if (start > top) return descend(ops, probe, this, top, nullptr, 1, update, equal);
+    update[start] = marks[start];
+    for (int level = start + 1; level <= top; ++level) update[level] = marks[level];
+    kept = start;
+    return descend(ops, probe, marks[start], start - 1, nullptr, 1, update, equal);
+  }
+  for (int level = start + 1; level <= top; ++level) update[level] = marks[level];
+  kept = start + 1;
+  return descend(ops, probe, marks[start], start, stop, stopCompare, update, equal);
+}
+
+template <class Ops>
+TdictionaryNode* Tdictionary::searchWith(const Ops& ops, TdictionaryNode& probe,
+                                         Tbookmark* bookmark) {
+  TdictionaryNode* update[kMaxLevel];
+  int kept;
+  bool equal;
+  TdictionaryNode* candidate = findPath(ops, probe, bookmark, update, kept, equal);
+  if (bookmark != nullptr)
+    for (int level = 0; level < kept; ++level) bookmark->fNodes[level] = update[level];
+  return equal ? candidate : nullptr;
+}
+
+template <class Ops>
+TdictionaryNode* Tdictionary::insertWith(const Ops& ops, TdictionaryNode& probe,
+                                         Tbookmark* bookmark) {
+  TdictionaryNode* update[kMaxLevel];
+  int kept;
+  bool equal;
+  findPath(ops, probe, bookmark, update, kept, equal);
+  const int level = randomLevel();
+  // Levels kept from the bookmark are right unless something was inserted there without it:
+  // check the ones the new node joins, and search afresh if one is out of date.
+  for (int l = kept; l < level && l < fLevel; ++l) {
+    TdictionaryNode* next = ops.fwd(update[l], l);
+    if (next != nullptr && ops.compare(next, probe) < 0) {
+      findPath(ops, probe, nullptr, update, kept, equal);
+      kept = fLevel;
+      break;
+    }
+  }
+  if (level > fLevel) {
+    for (int l = fLevel; l < level; ++l) update[l] = this;
+    fLevel = level;
+  }
+  TdictionaryNode* node = ops.clone(probe, level);
+  for (int l = 0; l < level; ++l) {
+    TdictionaryNode*& link = ops.fwd(update[l], l);
+    ops.fwd(node, l) = link;
+    link = node;
+  }
+  if (bookmark != nullptr) {
+    for (int l = 0; l < kept; ++l) bookmark->fNodes[l] = update[l];
+    for (int l = kept; l < level; ++l) bookmark->fNodes[l] = update[l];
+  }
+  return node;
+}
+
+template <class Ops>
+bool Tdictionary::removeWith(const Ops& ops, TdictionaryNode& probe) {
+  TdictionaryNode* update[kMaxLevel];
+  int kept;
+  bool equal;
+  TdictionaryNode* node = findPath(ops, probe, nullptr, update, kept, equal);
+  if (!equal) return false;
+  for (int l = 0; l < fLevel; ++l) {
+    TdictionaryNode*& link = ops.fwd(update[l], l);
+    if (link != node) break;
+    link = ops.fwd(node, l);
+  }
+  ops.destroy(node);
+  while (fLevel > 0 && fForward[fLevel - 1] == nullptr) --fLevel;
+  return true;
+}

@@ -32,23 +32,56 @@ struct Rate {
   std::int64_t num, den;
 };
 const Rate kRates[] = {
-    {kTimeHours, 1, 3600},     {kTimeMinutes, 1, 60},      {kTimeSeconds, 1, 1},
-    {kTimeMilliseconds, 1000, 1}, {kTimeGames, 15, 1},     {kTimeFilm, 24, 1},
-    {kTimePAL, 25, 1},         {kTimeNTSC, 30, 1},         {kTimeShowScan, 48, 1},
-    {kTimePALField, 50, 1},    {kTimeNTSCField, 60, 1},    {kTime2FPS, 2, 1},
-    {kTime3FPS, 3, 1},         {kTime4FPS, 4, 1},          {kTime5FPS, 5, 1},
-    {kTime6FPS, 6, 1},         {kTime8FPS, 8, 1},          {kTime10FPS, 10, 1},
-    {kTime12FPS, 12, 1},       {kTime16FPS, 16, 1},        {kTime20FPS, 20, 1},
-    {kTime40FPS, 40, 1},       {kTime75FPS, 75, 1},        {kTime80FPS, 80, 1},
-    {kTime100FPS, 100, 1},     {kTime120FPS, 120, 1},      {kTime125FPS, 125, 1},
-    {kTime150FPS, 150, 1},     {kTime200FPS, 200, 1},      {kTime240FPS, 240, 1},
-    {kTime250FPS, 250, 1},     {kTime300FPS, 300, 1},      {kTime375FPS, 375, 1},
-    {kTime400FPS, 400, 1},     {kTime500FPS, 500, 1},      {kTime600FPS, 600, 1},
-    {kTime750FPS, 750, 1},     {kTime1200FPS, 1200, 1},    {kTime1500FPS, 1500, 1},
-    {kTime2000FPS, 2000, 1},   {kTime3000FPS, 3000, 1},    {kTime6000FPS, 6000, 1},
-    {kTime23_976FPS, 24000, 1001}, {kTime29_97FPS, 30000, 1001}, {kTime29_97DF, 30000, 1001},
-    {kTime47_952FPS, 48000, 1001}, {kTime59_94FPS, 60000, 1001}, {kTime44100FPS, 44100, 1},
-    {kTime48000FPS, 48000, 1}, {kTime90FPS, 90, 1},
+    {kTimeHours, 1, 3600},
+    {kTimeMinutes, 1, 60},
+    {kTimeSeconds, 1, 1},
+    {kTimeMilliseconds, 1000, 1},
+    {kTimeGames, 15, 1},
+    {kTimeFilm, 24, 1},
+    {kTimePAL, 25, 1},
+    {kTimeNTSC, 30, 1},
+    {kTimeShowScan, 48, 1},
+    {kTimePALField, 50, 1},
+    {kTimeNTSCField, 60, 1},
+    {kTime2FPS, 2, 1},
+    {kTime3FPS, 3, 1},
+    {kTime4FPS, 4, 1},
+    {kTime5FPS, 5, 1},
+    {kTime6FPS, 6, 1},
+    {kTime8FPS, 8, 1},
+    {kTime10FPS, 10, 1},
+    {kTime12FPS, 12, 1},
+    {kTime16FPS, 16, 1},
+    {kTime20FPS, 20, 1},
+    {kTime40FPS, 40, 1},
+    {kTime75FPS, 75, 1},
+    {kTime80FPS, 80, 1},
+    {kTime100FPS, 100, 1},
+    {kTime120FPS, 120, 1},
+    {kTime125FPS, 125, 1},
+    {kTime150FPS, 150, 1},
+    {kTime200FPS, 200, 1},
+    {kTime240FPS, 240, 1},
+    {kTime250FPS, 250, 1},
+    {kTime300FPS, 300, 1},
+    {kTime375FPS, 375, 1},
+    {kTime400FPS, 400, 1},
+    {kTime500FPS, 500, 1},
+    {kTime600FPS, 600, 1},
+    {kTime750FPS, 750, 1},
+    {kTime1200FPS, 1200, 1},
+    {kTime1500FPS, 1500, 1},
+    {kTime2000FPS, 2000, 1},
+    {kTime3000FPS, 3000, 1},
+    {kTime6000FPS, 6000, 1},
+    {kTime23_976FPS, 24000, 1001},
+    {kTime29_97FPS, 30000, 1001},
+    {kTime29_97DF, 30000, 1001},
+    {kTime47_952FPS, 48000, 1001},
+    {kTime59_94FPS, 60000, 1001},
+    {kTime44100FPS, 44100, 1},
+    {kTime48000FPS, 48000, 1},
+    {kTime90FPS, 90, 1},
 };
 
 }  // namespace
@@ -72,6 +105,17 @@ TEST_F(TanimTimeTest, EveryUnitIsAWholeNumberOfTicks) {
   TanimTime::setGlobalCurrentTimeUnit(kTime29_97DF);
   EXPECT_TRUE(TanimTime::isDropFrameRate(kTimeCurrentUnit));
   EXPECT_TRUE(TanimTime::isColorTvNonIntegralFrameRate(kTimeCurrentUnit));
+}
+
+TEST_F(TanimTimeTest, HeaderExample) {
+  TanimTime t(1.5, kTimeFilm);
+  EXPECT_EQ(t.inTicks(), 8820000);
+  EXPECT_DOUBLE_EQ(t.valueInThisUnit(kTimeNTSC), 1.875);
+  t += TanimTime(2.0, kTimeSeconds);
+  EXPECT_EQ(t.inTicks(), 8820000 + 2 * TanimTime::kTicksPerSecond);
+  TanimTime::setGlobalCurrentTimeUnit(kTimePAL);
+  ASSERT_TRUE(t.setValueFromString("01:00:00:12"));
+  EXPECT_EQ(t.inTicks(), 3600 * TanimTime::kTicksPerSecond + 12 * 5644800);
 }
 
 TEST_F(TanimTimeTest, SetValueAndValueInThisUnit) {
@@ -153,7 +197,7 @@ TEST_F(TanimTimeTest, RoundingMatchesLlroundAndSaturates) {
   EXPECT_EQ((TanimTime(kMin) - TanimTime(-1)).inTicks(), kMin + 1);
   EXPECT_EQ((-TanimTime(kMin)).inTicks(), kMax);
   EXPECT_EQ((TanimTime(kMax - 1) + TanimTime(1)).inTicks(), kMax);
-  EXPECT_EQ((TanimTime(7) * 3.5).inTicks(), 25);   // 24.5 rounds away from zero
+  EXPECT_EQ((TanimTime(7) * 3.5).inTicks(), 25);  // 24.5 rounds away from zero
   EXPECT_EQ((TanimTime(-7) * 3.5).inTicks(), -25);
   EXPECT_EQ((TanimTime(7) / TanimTime(2)).inTicks(), 4);
 }
@@ -179,7 +223,7 @@ TEST_F(TanimTimeTest, CoarseTime) {
   EXPECT_EQ(t.inTqTime(), 5);
   EXPECT_EQ(t.inTqTimeIO(10, kTimeFilm), 11);  // never at or below the previous value
   EXPECT_EQ(t.inTqTimeIO(4, kTimeFilm), 5);
-  EXPECT_EQ(TanimTime(-1).inTqTime(), 0);             // truncated toward zero ...
+  EXPECT_EQ(TanimTime(-1).inTqTime(), 0);                    // truncated toward zero ...
   EXPECT_EQ(TanimTime(-1).inTqTimeIO(-100, kTimeFilm), -1);  // ... but floored for writing
   EXPECT_EQ(TanimTime(-23521).inTqDoubleTicks(), -1.0);
   t.setValueFromTqTime(-3);

@@ -89,7 +89,8 @@ TEST_F(TanimTimeTextTest, EveryRateRoundTripsAcrossTheRange) {
     TanimTime::setGlobalCurrentTimeUnit(unit);
     const std::int64_t frame = TanimTime::kTicksPerUnit[unit];
     // Every frame of the first two minutes, then frames and in-between ticks anywhere.
-    const std::int64_t early = std::min<std::int64_t>(120 * TanimTime::kTicksPerSecond / frame, 20000);
+    const std::int64_t early =
+        std::min<std::int64_t>(120 * TanimTime::kTicksPerSecond / frame, 20000);
     for (std::int64_t i = 0; i < early; ++i) expectRoundTrip(TanimTime(i * frame));
     for (std::int64_t ticks : {kMax, kMin, kMin + 1, kMax - 1, std::int64_t{-1}, std::int64_t{1}}) {
       expectRoundTrip(TanimTime(ticks));
@@ -108,12 +109,33 @@ TEST_F(TanimTimeTextTest, EveryRateRoundTripsAcrossTheRange) {
 
 TEST_F(TanimTimeTextTest, RefusedTextKeepsThePreviousValue) {
   TanimTime::setGlobalCurrentTimeUnit(kTimeNTSC);
-  const char* bad[] = {"00:60:00:00", "00:00:60:00", "00:00:00:30", "00:000:00:00",
+  const char* bad[] = {"00:60:00:00",
+                       "00:00:60:00",
+                       "00:00:00:30",
+                       "00:000:00:00",
                        "00:00:00;05",  // ";" only for drop-frame
-                       "1:2", "00:00:00:", "00:00:00:00x", "--1:00:00:00", ":00:00:00",
-                       "00:00:00:00.", "", "   ", "abc", "1.2.3", "nan", "inf", "0x10",
-                       "1e", "12 fps", "3 parsecs", "1 2", "1h 99999999999h", "99999999999999999999f",
-                       "00:00:00:00:00", "-", "."};
+                       "1:2",
+                       "00:00:00:",
+                       "00:00:00:00x",
+                       "--1:00:00:00",
+                       ":00:00:00",
+                       "00:00:00:00.",
+                       "",
+                       "   ",
+                       "abc",
+                       "1.2.3",
+                       "nan",
+                       "inf",
+                       "0x10",
+                       "1e",
+                       "12 fps",
+                       "3 parsecs",
+                       "1 2",
+                       "1h 99999999999h",
+                       "99999999999999999999f",
+                       "00:00:00:00:00",
+                       "-",
+                       "."};
   for (const char* text : bad) {
     TanimTime t(4242);
     EXPECT_FALSE(t.setValueFromString(text)) << text;
@@ -149,6 +171,10 @@ TEST_F(TanimTimeTextTest, NumbersAndUnitTerms) {
   EXPECT_EQ(t.inTicks(), -14700000);
   ASSERT_TRUE(t.setValueFromString("99999999999999999999"));  // a number: clamped
   EXPECT_EQ(t.inTicks(), kMax);
+  ASSERT_TRUE(t.setValueFromString("-1e400"));  // past a double
+  EXPECT_EQ(t.inTicks(), kMin);
+  ASSERT_TRUE(t.setValueFromString("1e-400"));
+  EXPECT_EQ(t.inTicks(), 0);
   ASSERT_TRUE(t.setValueFromString("1e30"));
   EXPECT_EQ(t.inTicks(), kMax);
 

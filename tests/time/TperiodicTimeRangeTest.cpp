@@ -38,7 +38,8 @@ Model ticksOf(const TperiodicTimeRange& r, TtimeInterval span) {
 
 // A periodic range's ticks unrolled independently: every interval shifted by whole periods,
 // kept inside the bound.
-Model unrolled(const TtimeIntervalArray& cycle, Ticks period, TtimeInterval bound, TtimeInterval span) {
+Model unrolled(const TtimeIntervalArray& cycle, Ticks period, TtimeInterval bound,
+               TtimeInterval span) {
   Model m;
   for (Ticks k = -100; k <= 100; ++k) {
     for (const TtimeInterval& i : cycle) {
@@ -79,7 +80,7 @@ TEST(TtimeInterval, FactoriesAndQueries) {
   const TtimeInterval a(10, 20);
   EXPECT_TRUE(a.intersect({15, 30}));
   EXPECT_TRUE(a.intersect({0, 11}));
-  EXPECT_FALSE(a.intersect({0, 10}));   // touching shares no tick
+  EXPECT_FALSE(a.intersect({0, 10}));  // touching shares no tick
   EXPECT_FALSE(a.intersect({20, 30}));
   EXPECT_TRUE(a.intersect({0, 30}));
   EXPECT_FALSE(a.intersect({15, 15}));  // empty
@@ -87,7 +88,8 @@ TEST(TtimeInterval, FactoriesAndQueries) {
   EXPECT_TRUE(a.intersection({30, 40}).empty());
   EXPECT_EQ(TtimeInterval::mergeAsUnion(a, {30, 40}), TtimeInterval(10, 40));
   EXPECT_TRUE(a.contains(TtimeInterval(12, 20)) && !a.contains(TtimeInterval(12, 21)));
-  EXPECT_TRUE(TtimeInterval(0, 5) < TtimeInterval(5, 8) && TtimeInterval(5, 8) > TtimeInterval(0, 5));
+  EXPECT_TRUE(TtimeInterval(0, 5) < TtimeInterval(5, 8) &&
+              TtimeInterval(5, 8) > TtimeInterval(0, 5));
   EXPECT_FALSE(TtimeInterval(0, 6) < TtimeInterval(5, 8));
 }
 
@@ -279,8 +281,10 @@ TEST(TperiodicTimeRange, PeriodicRangesAgainstUnrolledTicks) {
     {
       const Model got = ticksOf(r, view);
       std::ostringstream diff;
-      for (Ticks t : got) if (!model.count(t)) diff << " +" << t;
-      for (Ticks t : model) if (!got.count(t)) diff << " -" << t;
+      for (Ticks t : got)
+        if (!model.count(t)) diff << " +" << t;
+      for (Ticks t : model)
+        if (!got.count(t)) diff << " -" << t;
       diff << " period " << period << " bound " << bound.start << "," << bound.end << " cycle";
       for (const auto& i : cycle) diff << " [" << i.start << "," << i.end << ")";
       diff << " now";
@@ -293,8 +297,7 @@ TEST(TperiodicTimeRange, PeriodicRangesAgainstUnrolledTicks) {
         const TtimeInterval m = r.mapToCycle({t, t + 3});
         EXPECT_EQ((m.start - t) % period, 0);
         EXPECT_EQ(m.length(), 3);
-        EXPECT_TRUE(m.start >= r.intervals()[0].start &&
-                    m.start < r.intervals()[0].start + period);
+        EXPECT_TRUE(m.start >= r.intervals()[0].start && m.start < r.intervals()[0].start + period);
       }
     }
     // contains(interval), clamp and offset on the periodic form.
@@ -444,4 +447,25 @@ TEST(TperiodicTimeRange, TextForms) {
   const TinnerOuterTimeRange io(r, TperiodicTimeRange(TanimTime(0), TanimTime(40 * f)));
   EXPECT_TRUE(io.inRange(TanimTime(35 * f)) && !io.inInner(TanimTime(35 * f)));
   EXPECT_STREQ(io.asStr().asC(), "inner = [[0, 10), [20, 30)], outer = [[0, 40.00000017006803)]");
+}
+
+TEST(TperiodicTimeRange, HeaderExample) {
+  TperiodicTimeRange r;
+  r.add(TtimeInterval(0, 5));
+  r.add(TtimeInterval(8, 10));
+  r.add(TtimeInterval(3, 9));
+  ASSERT_EQ(r.intervals().size(), 1u);
+  EXPECT_EQ(r.intervals()[0], TtimeInterval(0, 10));
+  TperiodicTimeRange cycle(TanimTime(0), TanimTime(9));
+  TtimeInterval all;
+  all.setStartInfinity();
+  all.setEndInfinity();
+  ASSERT_TRUE(cycle.setPeriodic(TanimTime(24), all));
+  EXPECT_TRUE(cycle.contains(TanimTime(30)));
+  TtimeIntervalArray concrete;
+  ASSERT_TRUE(cycle.expand(TtimeInterval(0, 60), concrete));
+  ASSERT_EQ(concrete.size(), 3u);
+  EXPECT_EQ(concrete[0], TtimeInterval(0, 10));
+  EXPECT_EQ(concrete[1], TtimeInterval(24, 34));
+  EXPECT_EQ(concrete[2], TtimeInterval(48, 58));
 }

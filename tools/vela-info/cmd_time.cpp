@@ -95,7 +95,7 @@ int run(int argc, char** argv) {
   const bool isRange = text.find("..") != std::string::npos || text[0] == '[' || text[0] == '{';
   if (isRange) {
     if (!(text[0] == '[' || text[0] == '{' ? range.setFromString(value)
-                                            : readShortRange(text, range))) {
+                                           : readShortRange(text, range))) {
       fail("s_TvelaInfoTimeStrings.rBadRange", value);
       return 1;
     }

@@ -29,8 +29,7 @@ struct TangleUnitKind {
   using TangleUnitSystem = ::TangleUnitSystem;
   using Tsystem = TangleUnitSystem;
   static constexpr std::uint32_t kUnitCount = 4;
-  static constexpr double kSizes[kUnitCount] = {57.29577951308232, 1.0, 1.0 / 60.0,
-                                                1.0 / 3600.0};
+  static constexpr double kSizes[kUnitCount] = {57.29577951308232, 1.0, 1.0 / 60.0, 1.0 / 3600.0};
   static constexpr Tsystem kDefaultInternal = kAngleRadians;
   static constexpr Tsystem kDefaultUI = kAngleDegrees;
 };

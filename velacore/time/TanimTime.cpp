@@ -91,9 +91,8 @@ const unsigned char* TanimTime::setValueFromDiskBuffer64(const unsigned char* bu
     fTicks = stored;
   } else {
     // Truncated toward zero, as older readers did; clamped so a huge value cannot overflow.
-    const double scaled = static_cast<double>(stored) *
-                          (static_cast<double>(kTicksPerSecond) /
-                           static_cast<double>(sFileTicksPerSecond));
+    const double scaled = static_cast<double>(stored) * (static_cast<double>(kTicksPerSecond) /
+                                                         static_cast<double>(sFileTicksPerSecond));
     if (scaled >= 9223372036854775808.0) {
       fTicks = std::numeric_limits<Tticks>::max();
     } else if (scaled < -9223372036854775808.0) {

@@ -18,7 +18,8 @@
 //   nearest tick (ties away from zero), saturating at the 64-bit limits; NaN gives 0.
 //   `+` and `-` are exact and saturate at the limits instead of wrapping.
 // - `setValueFromString` rounds a bare number of current units *up* to a whole tick (what users
-//   typing "12.3" expect: never the tick before the frame they meant); `setValue` rounds to nearest.
+//   typing "12.3" expect: never the tick before the frame they meant); `setValue` rounds to
+//   nearest.
 #pragma once
 
 #include <velacore/base/TvelacoreApi.h>
@@ -36,13 +37,13 @@ enum TtimeUnitSystem : std::uint32_t {
   kTimeMinutes,
   kTimeSeconds,
   kTimeMilliseconds,
-  kTimeGames,       // 15 fps
-  kTimeFilm,        // 24 fps
-  kTimePAL,         // 25 fps
-  kTimeNTSC,        // 30 fps
-  kTimeShowScan,    // 48 fps
-  kTimePALField,    // 50 fps
-  kTimeNTSCField,   // 60 fps
+  kTimeGames,      // 15 fps
+  kTimeFilm,       // 24 fps
+  kTimePAL,        // 25 fps
+  kTimeNTSC,       // 30 fps
+  kTimeShowScan,   // 48 fps
+  kTimePALField,   // 50 fps
+  kTimeNTSCField,  // 60 fps
   kTime2FPS,
   kTime3FPS,
   kTime4FPS,
@@ -74,11 +75,11 @@ enum TtimeUnitSystem : std::uint32_t {
   kTime2000FPS,
   kTime3000FPS,
   kTime6000FPS,
-  kTime23_976FPS,   // 24 x 1000/1001
-  kTime29_97FPS,    // 30 x 1000/1001
-  kTime29_97DF,     // 29.97 with drop-frame timecode
-  kTime47_952FPS,   // 48 x 1000/1001
-  kTime59_94FPS,    // 60 x 1000/1001
+  kTime23_976FPS,  // 24 x 1000/1001
+  kTime29_97FPS,   // 30 x 1000/1001
+  kTime29_97DF,    // 29.97 with drop-frame timecode
+  kTime47_952FPS,  // 48 x 1000/1001
+  kTime59_94FPS,   // 60 x 1000/1001
   kTime44100FPS,
   kTime48000FPS,
   kTime90FPS,
@@ -110,14 +111,14 @@ class VELACORE_API TanimTime {
   static constexpr Tticks kTqColorTicksTimes1000 = 23543520;
   /// Ticks per unit of units 0 to 49.
   static constexpr Tticks kTicksPerUnit[kTimeNoUnit] = {
-      508032000000, 8467200000, 141120000, 141120,        // hour, min, sec, millisec
-      9408000, 5880000, 5644800, 4704000, 2940000, 2822400, 2352000,
-      70560000, 47040000, 35280000, 28224000, 23520000, 17640000, 14112000, 11760000,
-      8820000, 7056000, 3528000, 1881600, 1764000, 1411200, 1176000, 1128960, 940800,
-      705600, 588000, 564480, 470400, 376320, 352800, 282240, 235200, 188160, 117600,
-      94080, 70560, 47040, 23520,
-      5885880, 4708704, 4708704, 2942940, 2354352,  // 1000/1001 rates
-      3200, 2940, 1568000};
+      508032000000, 8467200000, 141120000, 141120,  // hour, min, sec, millisec
+      9408000,      5880000,    5644800,   4704000,  2940000,  2822400,  2352000,  70560000,
+      47040000,     35280000,   28224000,  23520000, 17640000, 14112000, 11760000, 8820000,
+      7056000,      3528000,    1881600,   1764000,  1411200,  1176000,  1128960,  940800,
+      705600,       588000,     564480,    470400,   376320,   352800,   282240,   235200,
+      188160,       117600,     94080,     70560,    47040,    23520,    5885880,  4708704,
+      4708704,      2942940,    2354352,  // 1000/1001 rates
+      3200,         2940,       1568000};
 
   /// @name Construction
   /// @{
@@ -266,10 +267,11 @@ class VELACORE_API TanimTime {
   /// sign applies to the whole time. Units 50 and above have no timecode.
   ///
   /// parseTime reads a sum of terms, "[-]term[ term...]", each a decimal number (no exponent)
-  /// followed by a unit (only the last term may omit it): h/hour/hours, m/min/minute(s), s/sec/second(s),
-  /// ms/millisec/millisecond(s), the named frame rates (game, film, pal, ntsc, show, palf, ntscf),
-  /// f/frame/frames (the current unit), t/tick/ticks; without a unit, frames of the current unit.
-  /// Its arithmetic is exact, rounding each term to the nearest tick ("1m 30s", "2.5f", "12t").
+  /// followed by a unit (only the last term may omit it): h/hour/hours, m/min/minute(s),
+  /// s/sec/second(s), ms/millisec/millisecond(s), the named frame rates (game, film, pal, ntsc,
+  /// show, palf, ntscf), f/frame/frames (the current unit), t/tick/ticks; without a unit, frames of
+  /// the current unit. Its arithmetic is exact, rounding each term to the nearest tick ("1m 30s",
+  /// "2.5f", "12t").
   ///
   /// Every reader changes nothing and returns false on text it refuses.
   /// @{
@@ -336,7 +338,8 @@ class VELACORE_API TanimTime {
     return fileVersion == 205 || fileVersion >= 208;
   }
   /// Reads the disk form that files of `fileVersion` use; returns the byte after it.
-  const unsigned char* setValueFromDiskBuffer(const unsigned char* buffer, int fileVersion) noexcept {
+  const unsigned char* setValueFromDiskBuffer(const unsigned char* buffer,
+                                              int fileVersion) noexcept {
     return sDiskFormIs64(fileVersion) ? setValueFromDiskBuffer64(buffer)
                                       : setValueFromDiskBuffer32(buffer);
   }

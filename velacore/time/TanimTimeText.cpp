@@ -3,6 +3,7 @@
 
 #include <velacore/time/TunitNames.h>
 
+#include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <cmath>
@@ -140,6 +141,13 @@ bool numberPathTicks(const char* begin, const char* end, Tticks& ticks) {
   double number = 0.0;
   const auto [rest, ec] = std::from_chars(begin, end, number);
   if (rest != end || (ec != std::errc() && ec != std::errc::result_out_of_range)) return false;
+  if (ec == std::errc::result_out_of_range) {
+    // Too large or too small for a double: a negative exponent means a value next to zero.
+    const char* e = std::find_if(begin, end, [](char c) { return c == 'e' || c == 'E'; });
+    const bool tiny = e != end && e + 1 < end && e[1] == '-';
+    const bool negative = *begin == '-';
+    number = tiny ? 0.0 : (negative ? -HUGE_VAL : HUGE_VAL);
+  }
   const double product = std::ceil(TanimTime::globalCurrentTicksPerUnit() * number);
   if (product != product) return false;
   if (product >= 9223372036854775808.0) {
@@ -386,10 +394,10 @@ void TanimTime::toString(bool smpte, TtimeUnitSystem unit, Tstring& text) const 
   }
   char buf[96];
   const int frameDigits = digitCount(static_cast<std::uint64_t>(c.fps - 1));
-  const int n = std::snprintf(buf, sizeof buf, "%s%02lld:%02d:%02d%c%0*lld", f.negative ? "-" : "",
-                              static_cast<long long>(f.hours), f.minutes, f.seconds,
-                              c.dropFrame ? ';' : ':', frameDigits < 2 ? 2 : frameDigits,
-                              static_cast<long long>(f.frames));
+  const int n =
+      std::snprintf(buf, sizeof buf, "%s%02lld:%02d:%02d%c%0*lld", f.negative ? "-" : "",
+                    static_cast<long long>(f.hours), f.minutes, f.seconds, c.dropFrame ? ';' : ':',
+                    frameDigits < 2 ? 2 : frameDigits, static_cast<long long>(f.frames));
   text.set(buf, static_cast<unsigned>(n));
   appendFraction(static_cast<std::uint64_t>(f.remainderTicks), c.frameTicks, text);
 }

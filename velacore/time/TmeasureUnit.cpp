@@ -39,22 +39,46 @@ template class TmeasureUnit<TangleUnit, TangleUnitKind>;
 
 void Tunit::computeConversionFactors() noexcept {
   switch (internal()) {
-    case kInch: computeConversionInch(); break;
-    case kFoot: computeConversionFoot(); break;
-    case kYard: computeConversionYard(); break;
-    case kMile: computeConversionMile(); break;
-    case kMillimeter: computeConversionMilliMeter(); break;
-    case kCentimeter: computeConversionCentiMeter(); break;
-    case kKilometer: computeConversionKiloMeter(); break;
-    case kMeter: computeConversionMeter(); break;
+    case kInch:
+      computeConversionInch();
+      break;
+    case kFoot:
+      computeConversionFoot();
+      break;
+    case kYard:
+      computeConversionYard();
+      break;
+    case kMile:
+      computeConversionMile();
+      break;
+    case kMillimeter:
+      computeConversionMilliMeter();
+      break;
+    case kCentimeter:
+      computeConversionCentiMeter();
+      break;
+    case kKilometer:
+      computeConversionKiloMeter();
+      break;
+    case kMeter:
+      computeConversionMeter();
+      break;
   }
 }
 
 void TangleUnit::computeConversionFactors() noexcept {
   switch (internal()) {
-    case kAngleRadians: computeConversionRadians(); break;
-    case kAngleDegrees: computeConversionDegrees(); break;
-    case kAngleMinutes: computeConversionMinutes(); break;
-    case kAngleSeconds: computeConversionSeconds(); break;
+    case kAngleRadians:
+      computeConversionRadians();
+      break;
+    case kAngleDegrees:
+      computeConversionDegrees();
+      break;
+    case kAngleMinutes:
+      computeConversionMinutes();
+      break;
+    case kAngleSeconds:
+      computeConversionSeconds();
+      break;
   }
 }

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cstring>
-#include <string>
 #include <limits>
 #include <numeric>
 #include <ostream>
+#include <string>
 #include <vector>
 
 namespace {
@@ -55,8 +55,8 @@ void unite(const TtimeInterval* a, std::uint32_t na, const TtimeInterval* b, std
 }
 
 // Intersection of two sorted, disjoint interval lists.
-void intersect(const TtimeInterval* a, std::uint32_t na, const TtimeInterval* b,
-               std::uint32_t nb, TtimeIntervalArray& out) {
+void intersect(const TtimeInterval* a, std::uint32_t na, const TtimeInterval* b, std::uint32_t nb,
+               TtimeIntervalArray& out) {
   out.changeLogicalSizeTo(0);
   std::uint32_t i = 0, j = 0;
   while (i < na && j < nb) {
@@ -286,8 +286,7 @@ bool TperiodicTimeRange::contains(const TperiodicTimeRange& other) const {
     anchor(cycleStart());
     const TtimeInterval window(clampToSentinels(static_cast<Tint128>(lo) - q),
                                clampToSentinels(static_cast<Tint128>(hi) + q));
-    const Tint128 count =
-        (static_cast<Tint128>(window.end) - window.start) / other.fPeriod + 2;
+    const Tint128 count = (static_cast<Tint128>(window.end) - window.start) / other.fPeriod + 2;
     if (count * other.fIntervals.size() > kWindowLimit) return false;
     if (!other.expand(window, pieces)) return false;
   }
@@ -386,7 +385,8 @@ void TperiodicTimeRange::add(const TtimeInterval& interval) {
     // one.
     TtimeInterval* through =
         std::upper_bound(found, last, interval.end,
-                         [](Tticks v, const TtimeInterval& i) { return v < i.start; }) - 1;
+                         [](Tticks v, const TtimeInterval& i) { return v < i.start; }) -
+        1;
     if (through != found && shifts) return defer(interval);
     found->start = std::min(found->start, interval.start);
     found->end = std::max(through->end, interval.end);
@@ -510,7 +510,8 @@ TtimeInterval TperiodicTimeRange::mapToCycle(const TtimeInterval& interval) cons
 
 void TperiodicTimeRange::correctBound() const noexcept {
   if (periodic()) return;
-  fBound = fIntervals.empty() ? TtimeInterval() : TtimeInterval(fIntervals[0].start, fIntervals.last().end);
+  fBound = fIntervals.empty() ? TtimeInterval()
+                              : TtimeInterval(fIntervals[0].start, fIntervals.last().end);
 }
 
 bool operator==(const TperiodicTimeRange& a, const TperiodicTimeRange& b) {

@@ -58,9 +58,7 @@ struct VELACORE_API TtimeInterval {
   [[nodiscard]] constexpr bool startFinite() const noexcept { return start > -kInfinity; }
   [[nodiscard]] constexpr bool endFinite() const noexcept { return end < kInfinity; }
   [[nodiscard]] constexpr bool finite() const noexcept { return startFinite() && endFinite(); }
-  [[nodiscard]] constexpr bool universal() const noexcept {
-    return !startFinite() && !endFinite();
-  }
+  [[nodiscard]] constexpr bool universal() const noexcept { return !startFinite() && !endFinite(); }
   [[nodiscard]] constexpr bool contains(Tticks t) const noexcept { return start <= t && t < end; }
   [[nodiscard]] constexpr bool contains(TanimTime t) const noexcept {
     return contains(t.inTicks());

@@ -37,7 +37,7 @@ struct TlengthUnitKind {
   };
   using Tsystem = TunitSystem;
   static constexpr std::uint32_t kUnitCount = 8;
-  static constexpr double kSizes[kUnitCount] = {2.54, 30.48, 91.44, 160934.4,
+  static constexpr double kSizes[kUnitCount] = {2.54, 30.48, 91.44,    160934.4,
                                                 0.1,  1.0,   100000.0, 100.0};
   static constexpr Tsystem kDefaultInternal = kCentimeter;
   static constexpr Tsystem kDefaultUI = kCentimeter;

@@ -14,14 +14,13 @@ const char* const kLengthShort[] = {"in", "ft", "yd", "mi", "mm", "cm", "km", "m
 const char* const kAngleLong[] = {"radian", "degree", "minute", "second"};
 const char* const kAngleShort[] = {"rad", "deg", "min", "sec"};
 const char* const kTimeNames[kTimeNoUnit] = {
-    "hour",      "min",      "sec",       "millisec",  "15fps",    "24fps",    "25fps",
-    "30fps",     "48fps",    "50fps",     "60fps",     "2fps",     "3fps",     "4fps",
-    "5fps",      "6fps",     "8fps",      "10fps",     "12fps",    "16fps",    "20fps",
-    "40fps",     "75fps",    "80fps",     "100fps",    "120fps",   "125fps",   "150fps",
-    "200fps",    "240fps",   "250fps",    "300fps",    "375fps",   "400fps",   "500fps",
-    "600fps",    "750fps",   "1200fps",   "1500fps",   "2000fps",  "3000fps",  "6000fps",
-    "23.976fps", "29.97fps", "29.97df",   "47.952fps", "59.94fps", "44100fps", "48000fps",
-    "90fps"};
+    "hour",     "min",     "sec",       "millisec", "15fps",   "24fps",     "25fps",    "30fps",
+    "48fps",    "50fps",   "60fps",     "2fps",     "3fps",    "4fps",      "5fps",     "6fps",
+    "8fps",     "10fps",   "12fps",     "16fps",    "20fps",   "40fps",     "75fps",    "80fps",
+    "100fps",   "120fps",  "125fps",    "150fps",   "200fps",  "240fps",    "250fps",   "300fps",
+    "375fps",   "400fps",  "500fps",    "600fps",   "750fps",  "1200fps",   "1500fps",  "2000fps",
+    "3000fps",  "6000fps", "23.976fps", "29.97fps", "29.97df", "47.952fps", "59.94fps", "44100fps",
+    "48000fps", "90fps"};
 // The descriptive names of units kTimeGames to kTimeNTSCField.
 const char* const kTimeSecondNames[] = {"game", "film", "pal", "ntsc", "show", "palf", "ntscf"};
 
@@ -30,23 +29,35 @@ struct Alias {
   const char* name;
   std::uint32_t unit;
 };
-const Alias kLengthAliases[] = {
-    {"inches", Tunit::kInch},           {"\"", Tunit::kInch},
-    {"feet", Tunit::kFoot},             {"'", Tunit::kFoot},
-    {"yards", Tunit::kYard},            {"miles", Tunit::kMile},
-    {"millimeters", Tunit::kMillimeter}, {"millimetre", Tunit::kMillimeter},
-    {"millimetres", Tunit::kMillimeter}, {"centimeters", Tunit::kCentimeter},
-    {"centimetre", Tunit::kCentimeter},  {"centimetres", Tunit::kCentimeter},
-    {"kilometers", Tunit::kKilometer},   {"kilometre", Tunit::kKilometer},
-    {"kilometres", Tunit::kKilometer},   {"meters", Tunit::kMeter},
-    {"metre", Tunit::kMeter},            {"metres", Tunit::kMeter}};
+const Alias kLengthAliases[] = {{"inches", Tunit::kInch},
+                                {"\"", Tunit::kInch},
+                                {"feet", Tunit::kFoot},
+                                {"'", Tunit::kFoot},
+                                {"yards", Tunit::kYard},
+                                {"miles", Tunit::kMile},
+                                {"millimeters", Tunit::kMillimeter},
+                                {"millimetre", Tunit::kMillimeter},
+                                {"millimetres", Tunit::kMillimeter},
+                                {"centimeters", Tunit::kCentimeter},
+                                {"centimetre", Tunit::kCentimeter},
+                                {"centimetres", Tunit::kCentimeter},
+                                {"kilometers", Tunit::kKilometer},
+                                {"kilometre", Tunit::kKilometer},
+                                {"kilometres", Tunit::kKilometer},
+                                {"meters", Tunit::kMeter},
+                                {"metre", Tunit::kMeter},
+                                {"metres", Tunit::kMeter}};
 const Alias kAngleAliases[] = {{"radians", kAngleRadians}, {"degrees", kAngleDegrees},
                                {"minutes", kAngleMinutes}, {"arcmin", kAngleMinutes},
                                {"seconds", kAngleSeconds}, {"arcsec", kAngleSeconds}};
-const Alias kTimeAliases[] = {{"h", kTimeHours},           {"hours", kTimeHours},
-                              {"minute", kTimeMinutes},    {"minutes", kTimeMinutes},
-                              {"s", kTimeSeconds},         {"second", kTimeSeconds},
-                              {"seconds", kTimeSeconds},   {"ms", kTimeMilliseconds},
+const Alias kTimeAliases[] = {{"h", kTimeHours},
+                              {"hours", kTimeHours},
+                              {"minute", kTimeMinutes},
+                              {"minutes", kTimeMinutes},
+                              {"s", kTimeSeconds},
+                              {"second", kTimeSeconds},
+                              {"seconds", kTimeSeconds},
+                              {"ms", kTimeMilliseconds},
                               {"millisecond", kTimeMilliseconds},
                               {"milliseconds", kTimeMilliseconds}};
 
@@ -165,8 +176,7 @@ void TunitNames::setToLocalizedLongName(TtimeUnitSystem unit, Tstring& name, boo
   }
   setLocalized("s_TunitNamesStrings.rTime_", &n, 1, 0, name);
 }
-void TunitNames::setToLocalizedShortName(TtimeUnitSystem unit, Tstring& name,
-                                         bool descriptive) {
+void TunitNames::setToLocalizedShortName(TtimeUnitSystem unit, Tstring& name, bool descriptive) {
   setToLocalizedLongName(unit, name, descriptive);
 }
 bool TunitNames::setFromName(const char* text, TtimeUnitSystem& unit) {

@@ -51,8 +51,7 @@ class VELACORE_API TunitNames {
   /// @{
   static void setToLongName(TtimeUnitSystem unit, Tstring& name, bool descriptive = false);
   static void setToShortName(TtimeUnitSystem unit, Tstring& name, bool descriptive = false);
-  static void setToLocalizedLongName(TtimeUnitSystem unit, Tstring& name,
-                                     bool descriptive = false);
+  static void setToLocalizedLongName(TtimeUnitSystem unit, Tstring& name, bool descriptive = false);
   static void setToLocalizedShortName(TtimeUnitSystem unit, Tstring& name,
                                       bool descriptive = false);
   static bool setFromName(const char* text, TtimeUnitSystem& unit);

@@ -1,0 +1,231 @@
+#include <velacore/names/Tnamespace.h>
+
+#include <velacore/names/internal/TnameStore.h>
+
+VELA_DEFINE_TYPE(Tnamespace, TnameObject);
+
+using vela::names::storeLock;
+using vela::names::TstoreLock;
+
+namespace {
+
+Tnamespace*& currentNamespace() {
+  static Tnamespace* current = nullptr;  // null: the root
+  return current;
+}
+
+bool isAsciiLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+}  // namespace
+
+Tnamespace::Tnamespace(const Tstring& name, Tnamespace* parent) : TnameObject(name) {
+  if (parent != nullptr) parent->add(this);
+}
+
+Tnamespace::~Tnamespace() {
+  TstoreLock guard(storeLock());
+  for (auto& [key, obj] : fEntries) {
+    if (obj == nullptr) continue;
+    obj->fNamespace = nullptr;
+    obj->fFlags &= ~kRegistered;
+    obj->setNameCacheDirty();
+  }
+  fEntries.clear();
+  if (currentNamespace() == this) currentNamespace() = nullptr;
+  vela::names::storeChanged();
+}
+
+Tnamespace* Tnamespace::root() {
+  static Tnamespace* const theRoot = new Tnamespace();  // lives for the whole process
+  return theRoot;
+}
+
+Tnamespace* Tnamespace::current() {
+  TstoreLock guard(storeLock());
+  Tnamespace* ns = currentNamespace();
+  return ns != nullptr ? ns : root();
+}
+
+void Tnamespace::setCurrent(Tnamespace* ns) {
+  TstoreLock guard(storeLock());
+  currentNamespace() = ns;
+}
+
+bool Tnamespace::isValidName(const Tstring& name) {
+  const char* s = name.asC();
+  if (*s == '\0' || isDigit(*s)) return false;
+  for (const char* p = s; *p != '\0'; ++p)
+    if (!isAsciiLetter(*p) && !isDigit(*p) && *p != '_') return false;
+  return !TnameObject::isKeyword(s);
+}
+
+bool Tnamespace::add(TnameObject* obj) {
+  if (obj == nullptr) return false;
+  TstoreLock guard(storeLock());
+  if (obj->fNamespace == this && obj->isRegistered()) return true;
+  if (!isValidName(obj->fName)) return false;
+  if (obj->isNamespace() && isWithin(static_cast<Tnamespace*>(obj))) return false;
+  if (obj->isRegistered() && obj->fNamespace != nullptr) obj->fNamespace->eraseLocked(obj);
+  const TnameString wanted = obj->fName;
+  return addLocked(obj, contains(wanted) ? uniqueNameLocked(wanted, obj) : wanted);
+}
+
+bool Tnamespace::remove(TnameObject* obj) {
+  TstoreLock guard(storeLock());
+  if (obj == nullptr || obj->fNamespace != this || !obj->isRegistered()) return false;
+  eraseLocked(obj);
+  return true;
+}
+
+bool Tnamespace::rename(TnameObject* obj, const Tstring& name) {
+  TstoreLock guard(storeLock());
+  if (obj == nullptr || obj->fNamespace != this || !obj->isRegistered()) return false;
+  if (!isValidName(name)) return false;
+  if (obj->fName == name) return true;
+  eraseLocked(obj);
+  const TnameString wanted(name);
+  return addLocked(obj, contains(wanted) ? uniqueNameLocked(wanted, obj) : wanted);
+}
+
+bool Tnamespace::holdName(const Tstring& name) {
+  TstoreLock guard(storeLock());
+  if (!isValidName(name) || contains(name)) return false;
+  fEntries.emplace(TnameString(name), nullptr);
+  return true;
+}
+
+bool Tnamespace::releaseHeldName(const Tstring& name) {
+  TstoreLock guard(storeLock());
+  const auto it = fEntries.find(TnameString(name));
+  if (it == fEntries.end() || it->second != nullptr) return false;
+  fEntries.erase(it);
+  return true;
+}
+
+TnameObject* Tnamespace::find(const Tstring& name) const {
+  TstoreLock guard(storeLock());
+  const auto it = fEntries.find(TnameString(name));
+  return it == fEntries.end() ? nullptr : it->second;
+}
+
+bool Tnamespace::contains(const Tstring& name) const {
+  TstoreLock guard(storeLock());
+  return fEntries.count(TnameString(name)) != 0;
+}
+
+TnameObject* Tnamespace::resolve(const Tstring& path) const {
+  TstoreLock guard(storeLock());
+  const char* s = path.asC();
+  const unsigned n = path.length();
+  if (n == 0) return nullptr;
+  TnameObject* at = const_cast<Tnamespace*>(this);
+  unsigned start = 0;
+  if (s[0] == ':') {
+    at = root();
+    start = 1;
+    if (n == 1) return at;
+  }
+  for (unsigned i = start; i <= n; ++i) {
+    if (i != n && s[i] != ':') continue;
+    const Tstring segment(s + start, i - start);
+    start = i + 1;
+    if (at == nullptr || !at->isNamespace() || segment.isEmpty()) return nullptr;
+    Tnamespace* ns = static_cast<Tnamespace*>(at);
+    at = segment == ".." ? ns->parent() : ns->find(segment);
+  }
+  return at;
+}
+
+Tnamespace* Tnamespace::resolveNamespace(const Tstring& path) const {
+  TnameObject* obj = resolve(path);
+  return obj != nullptr && obj->isNamespace() ? static_cast<Tnamespace*>(obj) : nullptr;
+}
+
+bool Tnamespace::isWithin(const Tnamespace* ns) const {
+  TstoreLock guard(storeLock());
+  for (const Tnamespace* at = this; at != nullptr; at = at->parent())
+    if (at == ns) return true;
+  return false;
+}
+
+Tstring Tnamespace::nextIncrement(const Tstring& base) const {
+  TstoreLock guard(storeLock());
+  // "@" sorts after every digit and before every letter and "_": the greatest name not above
+  // base@ is the one with the highest trailing number for this base (or a smaller name).
+  Tstring probe = base;
+  probe += "@";
+  auto it = fEntries.upper_bound(TnameString(probe));
+  if (it == fEntries.begin()) return Tstring("1");
+  --it;
+  const TnameString& found = it->first;
+  if (it->second == nullptr) return Tstring("1");
+  if (found.baseString(TnameString::kTrailingDigits) == base)
+    return found.versionStringIncrement();
+  const unsigned b = base.length();
+  if (found.length() > b && found.startsWith(base) && isDigit(found[b])) {
+    unsigned e = b;
+    while (e < found.length() && isDigit(found[e])) ++e;
+    Tstring number("x");
+    number += Tstring(found.asC() + b, e - b);
+    return TnameString(number).versionStringIncrement();
+  }
+  return Tstring("1");
+}
+
+std::size_t Tnamespace::count() const {
+  TstoreLock guard(storeLock());
+  return fEntries.size();
+}
+
+std::vector<TnameObject*> Tnamespace::objects() const {
+  TstoreLock guard(storeLock());
+  std::vector<TnameObject*> out;
+  out.reserve(fEntries.size());
+  for (const auto& [key, obj] : fEntries)
+    if (obj != nullptr) out.push_back(obj);
+  return out;
+}
+
+bool Tnamespace::addLocked(TnameObject* obj, const TnameString& name) {
+  if (!isValidName(name) || contains(name)) return false;
+  fEntries.emplace(name, obj);
+  obj->fName = name;
+  obj->fNamespace = this;
+  obj->fFlags |= kRegistered;
+  obj->setNameCacheDirty();
+  vela::names::storeChanged();
+  return true;
+}
+
+void Tnamespace::eraseLocked(TnameObject* obj) {
+  const auto it = fEntries.find(obj->fName);
+  if (it != fEntries.end() && it->second == obj) fEntries.erase(it);
+  obj->fNamespace = nullptr;
+  obj->fFlags &= ~kRegistered;
+  obj->setNameCacheDirty();
+  vela::names::storeChanged();
+}
+
+TnameString Tnamespace::uniqueNameLocked(const TnameString& wanted, const TnameObject* obj) const {
+  Tstring base = wanted.baseString(TnameString::kTrailingDigits);
+  if (base.isEmpty()) base = obj != nullptr ? obj->typeof()->name() : "object";
+  TnameString candidate(base);
+  candidate += nextIncrement(base);
+  // Only a held name (no object) can be in the way; step past it.
+  while (contains(candidate)) {
+    TnameString next(base);
+    next += candidate.versionStringIncrement();
+    candidate = next;
+  }
+  return candidate;
+}
+
+Tstring Tnamespace::pathLocked() const {
+  if (this == root()) return Tstring();
+  if (!isRegistered() || parent() == nullptr) return name();
+  Tstring path = parent()->pathLocked();
+  path += ":";
+  path += name();
+  return path;
+}

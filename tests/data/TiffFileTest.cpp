@@ -1,5 +1,6 @@
 #include <velacore/data/TiffFile.h>
 
+#include <velacore/base/TbigEndian.h>
 #include <velacore/base/Texception.h>
 #include <velacore/data/TargList.h>
 #include <velacore/data/Tdata.h>
@@ -11,6 +12,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <limits>
 #include <random>
 #include <string>
@@ -218,6 +220,22 @@ TYPED_TEST(TdataArrayRoundTrip, BinaryAndTextFormsGiveTheSameElements) {
   EXPECT_EQ(size, 0u);
   EXPECT_TRUE(back == value);
   EXPECT_EQ(in.entries()[2].size, 0u);
+
+  // Every length up to a few vector blocks (the block swap and its tail) against element-wise
+  // big-endian reads.
+  for (std::uint32_t n = 0; n <= 40; ++n) {
+    std::vector<unsigned char> raw(n * sizeof(T));
+    for (std::size_t i = 0; i < raw.size(); ++i) raw[i] = static_cast<unsigned char>(i * 37 + n);
+    L decoded;
+    unsigned left = unsigned(raw.size());
+    const void* from = raw.data();
+    ASSERT_EQ(decoded.readBinary(L::kTag, left, from), 0);
+    ASSERT_EQ(decoded.size(), n);
+    for (std::uint32_t i = 0; i < n; ++i) {
+      const T expected = TbigEndian::read<T>(raw.data() + i * sizeof(T));
+      EXPECT_EQ(std::memcmp(&decoded[i], &expected, sizeof(T)), 0) << n << " " << i;
+    }
+  }
 
   // A trailing partial element stays unread.
   Tdata partial(new L);

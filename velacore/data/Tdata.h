@@ -71,9 +71,12 @@ class VELACORE_API Tdata {
   /// Holds a copy of `letter`.
   explicit Tdata(const TdataLetter& letter);
   /// A holder of `other`'s letter, or a copy of its inline value.
-  Tdata(const Tdata& other) : fFlags(kHolder) {
-    fPayload.l = nullptr;
-    *this = other;
+  Tdata(const Tdata& other) : fPayload(other.fPayload), fFlags(other.fFlags) {
+    // What assigning into a fresh NULL envelope does, in one branch for inline values.
+    if ((fFlags & (kNumeric | kAnimTime)) == 0) {
+      fFlags |= kHolder;
+      if (fPayload.l != nullptr) fPayload.l->reference(kDataHolder);
+    }
   }
   ~Tdata() {
     if ((fFlags & (kNumeric | kAnimTime)) == 0 && fPayload.l != nullptr) releaseLetter();

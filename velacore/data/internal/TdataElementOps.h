@@ -133,17 +133,18 @@ bool readWord(const TargList& args, unsigned& at, T& out) {
   return true;
 }
 
+// Byte-swaps n 8-byte or 4-byte words from `from` to `to` (both unaligned), with 32-byte
+// vector shuffles when the processor has AVX2.
+void swap64(const unsigned char* from, void* to, std::size_t n);
+void swap32(const unsigned char* from, void* to, std::size_t n);
+
 // Converts n big-endian elements at `from` into host order at `to`.
 template <class T>
 void readBigEndian(const unsigned char* from, T* to, std::size_t n) {
   if constexpr (sizeof(T) == 8) {
-    // One load, swap and store per element; the compiler turns this into vector shuffles.
-    for (std::size_t i = 0; i < n; ++i) {
-      std::uint64_t raw;
-      std::memcpy(&raw, from + 8 * i, 8);
-      raw = __builtin_bswap64(raw);
-      std::memcpy(to + i, &raw, 8);
-    }
+    swap64(from, to, n);
+  } else if constexpr (sizeof(T) == 4) {
+    swap32(from, to, n);
   } else {
     std::memcpy(to, from, n * sizeof(T));
     TbigEndian::swapInPlace(to, n);

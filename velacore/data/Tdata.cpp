@@ -8,6 +8,7 @@
 #include <velacore/data/TglobalTranslatorBase.h>
 #include <velacore/data/TiffFile.h>
 #include <velacore/data/TmetaLetter.h>
+#include <velacore/data/internal/TdataElementOps.h>
 #include <velacore/debug/TdbTrace.h>
 #include <velacore/debug/TdebugOutput.h>
 
@@ -42,17 +43,16 @@ const TincompatibleData Tdata::fsDataMismatch(
 
 namespace {
 
-enum Top { kAdd, kSub, kMul, kDiv };
+using vela::data_internal::applyDouble;
+using vela::data_internal::kAdd;
+using vela::data_internal::kDiv;
+using vela::data_internal::kMul;
+using vela::data_internal::kSub;
 enum Tcmp { kEq, kNe, kLt, kGt, kLe, kGe };
 
 // Truncation toward zero that stays defined for every double: NaN gives 0, values beyond the
 // 64-bit range give its ends.
-std::int64_t truncateToInt64(double v) {
-  if (std::isnan(v)) return 0;
-  if (v >= 9223372036854775807.0) return std::numeric_limits<std::int64_t>::max();
-  if (v <= -9223372036854775808.0) return std::numeric_limits<std::int64_t>::min();
-  return static_cast<std::int64_t>(v >= 0.0 ? std::floor(v) : std::ceil(v));
-}
+std::int64_t truncateToInt64(double v) { return vela::data_internal::fromDouble<std::int64_t>(v); }
 
 std::int64_t wrapping(std::int64_t a, std::int64_t b, int op) {
   const auto ua = static_cast<std::uint64_t>(a);
@@ -61,15 +61,6 @@ std::int64_t wrapping(std::int64_t a, std::int64_t b, int op) {
     case kAdd: return static_cast<std::int64_t>(ua + ub);
     case kSub: return static_cast<std::int64_t>(ua - ub);
     default: return static_cast<std::int64_t>(ua * ub);
-  }
-}
-
-double applyDouble(double a, double b, int op) {
-  switch (op) {
-    case kAdd: return a + b;
-    case kSub: return a - b;
-    case kMul: return a * b;
-    default: return a / b;
   }
 }
 

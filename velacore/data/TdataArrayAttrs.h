@@ -54,14 +54,8 @@ class VELACORE_API TdataArrayAttrs : public TdataLetter {
   /// Removes every attribute.
   void reset() override { fAttributes.clear(); }
   [[nodiscard]] TdataLetter* copy() const override { return new TdataArrayAttrs(*this); }
-  bool operator==(const Tdata& o) const override {
-    const TdataLetter* l = sameClassLetter(o);
-    return l != nullptr ? *this == *l : TdataLetter::operator==(o);
-  }
-  bool operator!=(const Tdata& o) const override { return !(*this == o); }
-  /// Same names in the same order with equal values.
-  bool operator==(const TdataLetter& o) const override;
-  bool operator!=(const TdataLetter& o) const override { return !(*this == o); }
+  /// Equal: the same names in the same order with equal values.
+  VELA_DATA_LETTER_EQUALITY()
   int readBinary(TiffTag tag, unsigned& size, const void*& cursor) override;
   int writeBinary(TiffFile& file) const override;
   int readASCII(const TargList& args, unsigned& index, int flags) override;

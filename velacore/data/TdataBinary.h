@@ -26,13 +26,7 @@ class VELACORE_API TdataByteLetter : public TdataLetter {
   void footprint(Footprint& fp) const override;
   void reset() override { fBytes.clear(); }
   [[nodiscard]] TdataLetter* copy() const override { return new Self(*static_cast<const Self*>(this)); }
-  bool operator==(const Tdata& o) const override {
-    const TdataLetter* l = sameClassLetter(o);
-    return l != nullptr ? *this == *l : TdataLetter::operator==(o);
-  }
-  bool operator!=(const Tdata& o) const override { return !(*this == o); }
-  bool operator==(const TdataLetter& o) const override;
-  bool operator!=(const TdataLetter& o) const override { return !(*this == o); }
+  VELA_DATA_LETTER_EQUALITY()
   /// Keeps every byte that is left in the chunk.
   int readBinary(TiffTag tag, unsigned& size, const void*& cursor) override;
   int writeBinary(TiffFile& file) const override;

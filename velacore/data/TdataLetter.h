@@ -185,3 +185,15 @@ class VELACORE_API TdataLetter : public TmultiSharedObject, public VPtrBase {
   TpluginData* fPluginData = nullptr;
   void* fApiUserObject = nullptr;
 };
+
+/// Equality for a letter class that compares only with letters of its own class: an envelope
+/// holding such a letter compares as that letter, anything else gets TdataLetter's answers.
+/// The class defines `bool operator==(const TdataLetter&) const`.
+#define VELA_DATA_LETTER_EQUALITY()                                          \
+  bool operator==(const Tdata& o) const override {                           \
+    const TdataLetter* l = sameClassLetter(o);                               \
+    return l != nullptr ? *this == *l : TdataLetter::operator==(o);          \
+  }                                                                          \
+  bool operator!=(const Tdata& o) const override { return !(*this == o); }   \
+  bool operator==(const TdataLetter& o) const override;                      \
+  bool operator!=(const TdataLetter& o) const override { return !(*this == o); }

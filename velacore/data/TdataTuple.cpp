@@ -33,64 +33,6 @@ VELA_TUPLE_TEMPLATE
 TdataLetter* VELA_TUPLE::copy() const { return new Self(*static_cast<const Self*>(this)); }
 
 VELA_TUPLE_TEMPLATE
-const Self* VELA_TUPLE::sameKind(const Tdata& o) const {
-  const TdataLetter* l = o.pLetter();
-  return l != nullptr ? sameKind(*l) : nullptr;
-}
-
-VELA_TUPLE_TEMPLATE
-int VELA_TUPLE::compareWith(const TdataLetter& o) const {
-  const Self* other = sameKind(o);
-  if (other == nullptr) TdataLetter::sIncompatible();
-  return compareRuns(fValues.data(), N, other->fValues.data(), N);
-}
-
-#define VELA_TUPLE_COMPARE(op, code)                                                     \
-  VELA_TUPLE_TEMPLATE                                                                    \
-  bool VELA_TUPLE::operator op(const TdataLetter& o) const {                             \
-    return compareAnswer(compareWith(o), code);                                          \
-  }                                                                                      \
-  VELA_TUPLE_TEMPLATE                                                                    \
-  bool VELA_TUPLE::operator op(const Tdata& o) const {                                   \
-    if (const Self* other = sameKind(o)) return compareAnswer(compareWith(*other), code); \
-    return TdataLetter::operator op(o);                                                  \
-  }
-VELA_TUPLE_COMPARE(==, 0)
-VELA_TUPLE_COMPARE(!=, 1)
-VELA_TUPLE_COMPARE(<, 2)
-VELA_TUPLE_COMPARE(>, 3)
-VELA_TUPLE_COMPARE(<=, 4)
-VELA_TUPLE_COMPARE(>=, 5)
-#undef VELA_TUPLE_COMPARE
-
-VELA_TUPLE_TEMPLATE
-TdataLetter& VELA_TUPLE::apply(const TdataLetter& o, int op) {
-  const Self* other = sameKind(o);
-  if (other == nullptr) TdataLetter::sIncompatible();
-  const Values operand = other->fValues;  // a copy: `o` may be this letter
-  applyElementwise(fValues.data(), operand.data(), N, op);
-  return *this;
-}
-
-VELA_TUPLE_TEMPLATE
-TdataLetter& VELA_TUPLE::apply(const Tdata& o, int op) {
-  if (const TdataLetter* l = o.pLetter()) return apply(*l, op);
-  applyScalar(fValues.data(), N, o, op);
-  return *this;
-}
-
-#define VELA_TUPLE_ARITH(op, code)                                                        \
-  VELA_TUPLE_TEMPLATE                                                                     \
-  TdataLetter& VELA_TUPLE::operator op(const Tdata& o) { return apply(o, code); }        \
-  VELA_TUPLE_TEMPLATE                                                                     \
-  TdataLetter& VELA_TUPLE::operator op(const TdataLetter& o) { return apply(o, code); }
-VELA_TUPLE_ARITH(+=, kAdd)
-VELA_TUPLE_ARITH(-=, kSub)
-VELA_TUPLE_ARITH(*=, kMul)
-VELA_TUPLE_ARITH(/=, kDiv)
-#undef VELA_TUPLE_ARITH
-
-VELA_TUPLE_TEMPLATE
 int VELA_TUPLE::readASCII(const TargList& args, unsigned& index, int) {
   unsigned at = index;
   Values read{};
@@ -133,7 +75,7 @@ int VELA_TUPLE::writeBinary(TiffFile& file) const { return file.writeValues(fVal
 
 VELA_TUPLE_TEMPLATE
 bool VELA_TUPLE::smartCopy(const TdataLetter* source) {
-  const Self* other = source != nullptr ? sameKind(*source) : nullptr;
+  const Self* other = this->sameKind(source);
   if (other == nullptr) return false;
   fValues = other->fValues;
   return true;

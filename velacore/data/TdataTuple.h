@@ -14,12 +14,13 @@
 
 #include <velacore/base/TvelacoreApi.h>
 #include <velacore/data/TdataLetter.h>
+#include <velacore/data/internal/TdataElementLetter.h>
 
 #include <array>
 #include <cstdint>
 
 template <class Self, class Base, class T, unsigned N>
-class VELACORE_API TdataTuple : public Base {
+class VELACORE_API TdataTuple : public vela::data_internal::TdataElementLetter<Self, Base, T> {
  public:
   using Element = T;
   using Values = std::array<T, N>;
@@ -33,46 +34,21 @@ class VELACORE_API TdataTuple : public Base {
   [[nodiscard]] Values& values() { return fValues; }
   [[nodiscard]] const T& operator[](unsigned i) const { return fValues[i]; }
   [[nodiscard]] T& operator[](unsigned i) { return fValues[i]; }
+  /// The elements as the shared operators see them.
+  [[nodiscard]] const T* elementData() const { return fValues.data(); }
+  [[nodiscard]] std::uint32_t elementCount() const { return N; }
+  [[nodiscard]] T* writableElements() { return fValues.data(); }
 
   void debug(TdebugOutput& out, unsigned details = 0) const override;
   void footprint(Footprint& fp) const override;
   /// Sets every element to 0.
   void reset() override { fValues = Values{}; }
   [[nodiscard]] TdataLetter* copy() const override;
-  bool operator==(const Tdata& o) const override;
-  bool operator==(const TdataLetter& o) const override;
-  bool operator!=(const Tdata& o) const override;
-  bool operator!=(const TdataLetter& o) const override;
-  bool operator<=(const Tdata& o) const override;
-  bool operator<=(const TdataLetter& o) const override;
-  bool operator>=(const Tdata& o) const override;
-  bool operator>=(const TdataLetter& o) const override;
-  bool operator<(const Tdata& o) const override;
-  bool operator<(const TdataLetter& o) const override;
-  bool operator>(const Tdata& o) const override;
-  bool operator>(const TdataLetter& o) const override;
-  TdataLetter& operator+=(const Tdata& o) override;
-  TdataLetter& operator+=(const TdataLetter& o) override;
-  TdataLetter& operator-=(const Tdata& o) override;
-  TdataLetter& operator-=(const TdataLetter& o) override;
-  TdataLetter& operator*=(const Tdata& o) override;
-  TdataLetter& operator*=(const TdataLetter& o) override;
-  TdataLetter& operator/=(const Tdata& o) override;
-  TdataLetter& operator/=(const TdataLetter& o) override;
-  /// The first element.
-  [[nodiscard]] double doubleValue() const override { return double(fValues[0]); }
   int readASCII(const TargList& args, unsigned& index, int flags) override;
   int writeASCII(Tfile& file, int flags) const override;
   int readBinary(TiffTag tag, unsigned& size, const void*& cursor) override;
   int writeBinary(TiffFile& file) const override;
   bool smartCopy(const TdataLetter* source) override;
-
- protected:
-  const Self* sameKind(const TdataLetter& o) const { return dynamic_cast<const Self*>(&o); }
-  const Self* sameKind(const Tdata& o) const;
-  int compareWith(const TdataLetter& o) const;
-  TdataLetter& apply(const Tdata& o, int op);
-  TdataLetter& apply(const TdataLetter& o, int op);
 
  private:
   Values fValues;

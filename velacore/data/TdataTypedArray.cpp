@@ -78,83 +78,6 @@ TdataLetter* TdataTypedArray<Self, T>::copy() const {
 }
 
 template <class Self, class T>
-const Self* TdataTypedArray<Self, T>::sameKind(const Tdata& o) const {
-  const TdataLetter* l = o.pLetter();
-  return l != nullptr ? sameKind(*l) : nullptr;
-}
-
-template <class Self, class T>
-int TdataTypedArray<Self, T>::compareWith(const TdataLetter& o) const {
-  const Self* other = sameKind(o);
-  if (other == nullptr) sIncompatible();
-  const Array& a = array();
-  const Array& b = other->array();
-  return compareRuns(a.data(), a.size(), b.data(), b.size());
-}
-
-// Against an envelope: another array of this class compares as arrays; anything else gets the
-// base letter's answers.
-#define VELA_ARRAY_COMPARE(op, code)                                                      \
-  template <class Self, class T>                                                          \
-  bool TdataTypedArray<Self, T>::operator op(const TdataLetter& o) const {                \
-    return compareAnswer(compareWith(o), code);                                           \
-  }                                                                                       \
-  template <class Self, class T>                                                          \
-  bool TdataTypedArray<Self, T>::operator op(const Tdata& o) const {                      \
-    if (const Self* other = sameKind(o)) return compareAnswer(compareWith(*other), code);  \
-    return TdataLetter::operator op(o);                                                   \
-  }
-VELA_ARRAY_COMPARE(==, 0)
-VELA_ARRAY_COMPARE(!=, 1)
-VELA_ARRAY_COMPARE(<, 2)
-VELA_ARRAY_COMPARE(>, 3)
-VELA_ARRAY_COMPARE(<=, 4)
-VELA_ARRAY_COMPARE(>=, 5)
-#undef VELA_ARRAY_COMPARE
-
-template <class Self, class T>
-TdataLetter& TdataTypedArray<Self, T>::apply(const TdataLetter& o, int op) {
-  const Self* other = sameKind(o);
-  if (other == nullptr || other->array().size() != array().size()) sIncompatible();
-  if (other == this) {
-    // x op= x: read from a snapshot so the shared array is not changed under the loop.
-    const Array snapshot(array());
-    Array& a = writableArray();
-    applyElementwise(a.data(), snapshot.data(), a.size(), op);
-    return *this;
-  }
-  Array& a = writableArray();
-  applyElementwise(a.data(), other->array().data(), a.size(), op);
-  return *this;
-}
-
-template <class Self, class T>
-TdataLetter& TdataTypedArray<Self, T>::apply(const Tdata& o, int op) {
-  if (const TdataLetter* l = o.pLetter()) return apply(*l, op);
-  if (o.isNULL() || (o.flags() & Tdata::kAddress) != 0) sIncompatible();
-  Array& a = writableArray();
-  applyScalar(a.data(), a.size(), o, op);
-  return *this;
-}
-
-#define VELA_ARRAY_ARITH(op, code)                                                     \
-  template <class Self, class T>                                                       \
-  TdataLetter& TdataTypedArray<Self, T>::operator op(const Tdata& o) { return apply(o, code); } \
-  template <class Self, class T>                                                       \
-  TdataLetter& TdataTypedArray<Self, T>::operator op(const TdataLetter& o) { return apply(o, code); }
-VELA_ARRAY_ARITH(+=, kAdd)
-VELA_ARRAY_ARITH(-=, kSub)
-VELA_ARRAY_ARITH(*=, kMul)
-VELA_ARRAY_ARITH(/=, kDiv)
-#undef VELA_ARRAY_ARITH
-
-template <class Self, class T>
-double TdataTypedArray<Self, T>::doubleValue() const {
-  const Array& a = array();
-  return a.size() != 0 ? double(a[0]) : 0.0;
-}
-
-template <class Self, class T>
 int TdataTypedArray<Self, T>::readASCII(const TargList& args, unsigned& index, int) {
   unsigned at = index;
   std::uint32_t n = 0;
@@ -202,7 +125,7 @@ void TdataTypedArray<Self, T>::deepCopy() {
 
 template <class Self, class T>
 bool TdataTypedArray<Self, T>::smartCopy(const TdataLetter* source) {
-  const Self* other = source != nullptr ? sameKind(*source) : nullptr;
+  const Self* other = this->sameKind(source);
   if (other == nullptr) return false;
   if (other == this) return true;
   const Array& from = other->array();

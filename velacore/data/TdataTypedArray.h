@@ -31,11 +31,14 @@
 #include <velacore/containers/TvalueArray.h>
 #include <velacore/data/TdataLetter.h>
 #include <velacore/data/TsharedReference.h>
+#include <velacore/data/internal/TdataElementLetter.h>
 
 #include <cstdint>
 
 template <class Self, class T>
-class VELACORE_API TdataTypedArray : public TdataLetter, public TsharedReference {
+class VELACORE_API TdataTypedArray
+    : public vela::data_internal::TdataElementLetter<Self, TdataLetter, T>,
+      public TsharedReference {
  public:
   using Array = TvalueArray<T>;
   using Element = T;
@@ -60,6 +63,10 @@ class VELACORE_API TdataTypedArray : public TdataLetter, public TsharedReference
   [[nodiscard]] Array* unReferencedArray() const { return static_cast<Array*>(sharedObject()); }
   [[nodiscard]] const T& operator[](std::uint32_t i) const { return array()[i]; }
   [[nodiscard]] std::uint32_t size() const { return array().size(); }
+  /// The elements as the shared operators see them.
+  [[nodiscard]] const T* elementData() const { return array().data(); }
+  [[nodiscard]] std::uint32_t elementCount() const { return array().size(); }
+  [[nodiscard]] T* writableElements() { return writableArray().data(); }
   /// @}
 
   /// @name Letter behaviour
@@ -69,28 +76,6 @@ class VELACORE_API TdataTypedArray : public TdataLetter, public TsharedReference
   void reset() override;
   [[nodiscard]] TdataLetter* copy() const override;
   [[nodiscard]] bool usesSharedData() const override { return isShared(); }
-  bool operator==(const Tdata& o) const override;
-  bool operator==(const TdataLetter& o) const override;
-  bool operator!=(const Tdata& o) const override;
-  bool operator!=(const TdataLetter& o) const override;
-  bool operator<=(const Tdata& o) const override;
-  bool operator<=(const TdataLetter& o) const override;
-  bool operator>=(const Tdata& o) const override;
-  bool operator>=(const TdataLetter& o) const override;
-  bool operator<(const Tdata& o) const override;
-  bool operator<(const TdataLetter& o) const override;
-  bool operator>(const Tdata& o) const override;
-  bool operator>(const TdataLetter& o) const override;
-  TdataLetter& operator+=(const Tdata& o) override;
-  TdataLetter& operator+=(const TdataLetter& o) override;
-  TdataLetter& operator-=(const Tdata& o) override;
-  TdataLetter& operator-=(const TdataLetter& o) override;
-  TdataLetter& operator*=(const Tdata& o) override;
-  TdataLetter& operator*=(const TdataLetter& o) override;
-  TdataLetter& operator/=(const Tdata& o) override;
-  TdataLetter& operator/=(const TdataLetter& o) override;
-  /// The first element (0.0 for an empty array).
-  [[nodiscard]] double doubleValue() const override;
   int readASCII(const TargList& args, unsigned& index, int flags) override;
   int writeASCII(Tfile& file, int flags) const override;
   int readBinary(TiffTag tag, unsigned& size, const void*& cursor) override;
@@ -101,11 +86,6 @@ class VELACORE_API TdataTypedArray : public TdataLetter, public TsharedReference
 
  private:
   static void sDestroy(void* array) { delete static_cast<Array*>(array); }
-  const Self* sameKind(const TdataLetter& o) const { return dynamic_cast<const Self*>(&o); }
-  int compareWith(const TdataLetter& o) const;  // -1, 0, 1 (lexicographic)
-  const Self* sameKind(const Tdata& o) const;
-  TdataLetter& apply(const Tdata& o, int op);
-  TdataLetter& apply(const TdataLetter& o, int op);
 };
 
 /// Doubles ("doubleArray", tag DBL#).

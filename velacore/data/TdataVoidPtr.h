@@ -33,13 +33,7 @@ class VELACORE_API TdataVoidPtr : public TdataLetter {
   void footprint(Footprint& fp) const override;
   void reset() override { setPointer(nullptr); }
   [[nodiscard]] TdataLetter* copy() const override { return new TdataVoidPtr(*this); }
-  bool operator==(const Tdata& o) const override {
-    const TdataLetter* l = sameClassLetter(o);
-    return l != nullptr ? *this == *l : TdataLetter::operator==(o);
-  }
-  bool operator!=(const Tdata& o) const override { return !(*this == o); }
-  bool operator==(const TdataLetter& o) const override;
-  bool operator!=(const TdataLetter& o) const override { return !(*this == o); }
+  VELA_DATA_LETTER_EQUALITY()
   int readBinary(TiffTag tag, unsigned& size, const void*& cursor) override;
   int writeBinary(TiffFile& file) const override;
   int readASCII(const TargList& args, unsigned& index, int flags) override;

@@ -210,3 +210,39 @@ TEST(TstringThreads, SharedBodiesAndFirstConversion) {
     EXPECT_EQ(source.refCount(), 1u);
   }
 }
+
+// One string object (its body held by it alone) read by several threads at once, as a static
+// constant or a key in a table under concurrent lookups is: the first character-level query
+// converts once, and every reader sees the finished wide form. ThreadSanitizer sees a conversion
+// made without the lock; without it the readers still check every answer.
+TEST(TstringThreads, OneObjectReadByManyThreads) {
+  constexpr int kThreads = 4;
+  const uint64_t conversionsBefore = Tstring::sWideConversionCount();
+  for (int round = 0; round < 50; ++round) {
+    const std::string bytes = "key \xC3\xA9 " + std::to_string(round) + std::string(40, 'x');
+    const Tstring key(bytes.c_str());
+    const Tstring set("x");
+    const std::u16string units(Tstring(bytes.c_str()).asW());
+    const Tstring wideKey(units.c_str());
+    ASSERT_EQ(key.refCount(), 1u);
+    std::atomic<bool> go{false};
+    std::vector<std::string> failures(kThreads);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+      threads.emplace_back([&, t] {
+        while (!go.load(std::memory_order_acquire)) {
+        }
+        const unsigned n = static_cast<unsigned>(bytes.size()) - 1;  // one two-byte character
+        if (t % 2 == 0 && key.numChars() != n) failures[t] += "numChars ";
+        if (key.asW()[4] != u'\u00E9' || key.asW()[n] != 0) failures[t] += "asW ";
+        if (!(key == wideKey) || key.findAny(set) != static_cast<int>(n) - 40)
+          failures[t] += "compare ";
+      });
+    }
+    go.store(true, std::memory_order_release);
+    for (std::thread& th : threads) th.join();
+    for (int t = 0; t < kThreads; ++t) EXPECT_EQ(failures[t], "") << "round " << round;
+  }
+  // Once-only: one conversion per body (three a round), whatever the number of readers.
+  EXPECT_EQ(Tstring::sWideConversionCount() - conversionsBefore, 50u * 3);
+}

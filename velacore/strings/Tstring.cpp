@@ -44,8 +44,7 @@ const std::string& TstringAccess::narrow(const Tstring& s) {
 const QString& TstringAccess::wide(const Tstring& s) {
   TtextObject* t = text(s);
   if (t == nullptr) return emptyWide();
-  // A body held by this string alone cannot be reached by another thread: no lock needed.
-  t->syncWide(s.fRep->fRefCount.load(std::memory_order_acquire) == 1);
+  t->syncWide();
   return t->fWide;
 }
 
@@ -69,7 +68,7 @@ std::string& TstringAccess::editNarrow(Tstring& s) {
 
 QString& TstringAccess::editWide(Tstring& s) {
   TtextObject& t = detach(s, true);
-  t.syncWide();
+  t.syncWideForEdit();
   t.changed(TtextObject::kWideOnly);
   return t.fWide;
 }

@@ -176,19 +176,22 @@ void TtextObject::encode(const QString& wide, std::string& out) {
   out.assign(utf8.constData(), static_cast<std::size_t>(utf8.size()));
 }
 
-void TtextObject::syncWide(bool alone) {
+void TtextObject::syncWide() {
+  // Even a body held by one string may be read by several threads through that one const
+  // object, so the first conversion always runs under the lock; later calls cost one load.
   if (fState.load(std::memory_order_acquire) != kNarrowPending) return;
-  if (alone) {
-    fWide = decode(fNarrow.data(), fNarrow.size());
-    gWideConversions.fetch_add(1, std::memory_order_relaxed);
-    fState.store(kSynced, std::memory_order_relaxed);
-    return;
-  }
   TmtScopedLock guard(conversionLock());
   if (fState.load(std::memory_order_relaxed) != kNarrowPending) return;
   fWide = decode(fNarrow.data(), fNarrow.size());
   gWideConversions.fetch_add(1, std::memory_order_relaxed);
   fState.store(kSynced, std::memory_order_release);
+}
+
+void TtextObject::syncWideForEdit() {
+  if (fState.load(std::memory_order_relaxed) != kNarrowPending) return;
+  fWide = decode(fNarrow.data(), fNarrow.size());
+  gWideConversions.fetch_add(1, std::memory_order_relaxed);
+  fState.store(kSynced, std::memory_order_relaxed);
 }
 
 void TtextObject::syncNarrow() {

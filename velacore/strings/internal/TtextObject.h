@@ -43,9 +43,12 @@ class TtextObject : public TstringRep {
 
   [[nodiscard]] uint32_t state() const { return fState.load(std::memory_order_acquire); }
 
-  /// Makes the wide / byte form current (locks only when a conversion is due and the body
-  /// may be shared; `alone` says that only the caller's string holds it).
-  void syncWide(bool alone = false);
+  /// Makes the wide / byte form current: one acquire load when it already is, else the
+  /// conversion under the process-wide lock (once, however many threads ask at a time).
+  void syncWide();
+  /// The same for a body about to be edited: its string holds it alone and, being changed, is
+  /// used by no other thread, so no lock is needed.
+  void syncWideForEdit();
   void syncNarrow();
 
   /// The text as well-formed UTF-8: the byte form itself when it is well formed (the usual

@@ -267,6 +267,49 @@ TEST_F(TstringTest, ComparisonAcrossForms) {
   }
 }
 
+// Equality and hash follow the byte form, whichever forms exist at the moment: malformed UTF-8
+// is not equal to its U+FFFD repair, and an answer never changes as conversions happen.
+TEST_F(TstringTest, EqualityAndHashOfMalformedTextAreStable) {
+  {
+    const Tstring bad("\xFF");
+    const Tstring repaired(u"\uFFFD");
+    EXPECT_FALSE(bad == repaired);  // only the wide form of `repaired` exists
+    EXPECT_NE(bad.hash(), repaired.hash());
+    (void)bad.asW();
+    (void)repaired.asC();  // now both forms of both exist
+    EXPECT_FALSE(bad == repaired);
+    EXPECT_TRUE(bad != repaired);
+    EXPECT_EQ(Tstring("\xEF\xBF\xBD"), repaired);
+  }
+  // Differential: random byte soup against wide-only strings, each pair asked with the forms
+  // made in every order; the answer is std::string equality of the byte forms each time, and
+  // equal strings hash alike.
+  std::mt19937 rng(12);
+  const char alphabet[] = {'a', '\xC3', '\xA9', '\xFF', '\xEF', '\xBF', '\xBD'};
+  int equalPairs = 0;
+  for (int round = 0; round < 3000; ++round) {
+    std::string x(rng() % 4, 'a'), y(rng() % 4, 'a');
+    for (char& ch : x) ch = alphabet[rng() % sizeof alphabet];
+    for (char& ch : y) ch = alphabet[rng() % sizeof alphabet];
+    const std::u16string units(Tstring(y.c_str()).asW());
+    const std::string yBytes(Tstring(units.c_str()).asC());  // what the wide string's bytes are
+    const bool expected = x == yBytes;
+    equalPairs += expected;
+    const Tstring a(x.c_str());
+    const Tstring b(units.c_str());
+    for (int stage = 0; stage < 3; ++stage) {
+      if (stage == 1) (void)(rng() % 2 ? a.asW() : b.asW());
+      if (stage == 2) (void)b.asC();
+      ASSERT_EQ(a == b, expected) << round << " stage " << stage;
+      ASSERT_EQ(b == a, expected) << round << " stage " << stage;
+      if (expected) {
+        ASSERT_EQ(a.hash(), b.hash()) << round;
+      }
+    }
+  }
+  EXPECT_GT(equalPairs, 100);  // the comparison saw equal pairs, not only different ones
+}
+
 TEST_F(TstringTest, SearchFunctions) {
   const Tstring s("a.b.c");
   EXPECT_EQ(s.index('.'), 1);

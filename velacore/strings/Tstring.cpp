@@ -437,8 +437,9 @@ int Tstring::caseCompare(const char* bytes) const { return caseCompare(Tstring(b
 
 bool Tstring::equalSlow(const Tstring& other) const {
   if (fRep == nullptr || other.fRep == nullptr) return isEmpty() && other.isEmpty();
-  // At least one holds only its wide form: compare as UTF-16.
-  return TstringAccess::wide(*this) == TstringAccess::wide(other);
+  // At least one holds only its wide form: make its bytes (once) and compare those, so that
+  // equality, like the hash, never depends on which forms happen to exist.
+  return TstringAccess::narrow(*this) == TstringAccess::narrow(other);
 }
 
 bool Tstring::operator==(const char* bytes) const {

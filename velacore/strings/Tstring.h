@@ -22,9 +22,20 @@
 // `substringMB`, `numChars`) count UTF-16 units. A character outside the Basic Multilingual
 // Plane is two units. "Not found" is -1.
 //
+// Equality and hashing follow the byte form: two strings are equal exactly when their bytes
+// are, and `hash` hashes the bytes, whichever forms a body has made so far (a string set from
+// UTF-16 makes its bytes once, on the first comparison with a byte string). Malformed UTF-8 is
+// kept as it is and stays distinct from its repair: Tstring("\xFF") is not equal to
+// Tstring(u"\uFFFD"), although its wide form reads as U+FFFD.
+//
 // Hazards:
-// - One Tstring object must not be used by two threads at once; distinct objects that share a
-//   body may be (the count is atomic and a shared body is never written).
+// - Const members may be called on one Tstring object from several threads at once (a static
+//   constant, a table key under concurrent lookups), as for std::string; changing an object
+//   while another thread uses it is a race. Distinct objects that share a body may be used
+//   freely (the count is atomic and a shared body is never written).
+// - `compare` (and <, >) orders bytes when both byte forms exist and UTF-16 units otherwise, so
+//   for malformed text, and for characters beyond U+FFFF against U+E000 to U+FFFF, the order
+//   may depend on which forms exist. `==` and `hash` do not.
 // - Pointers from `asC`, `asW` and `asUTF8` stay valid until this string is next changed or
 //   destroyed, like std::string::c_str().
 // - Writes through `asNonConstC` must be finished before the string is queried again: what the
@@ -340,6 +351,7 @@ class Tstring {
   [[nodiscard]] int caseCompare(const Tstring& other) const;
   [[nodiscard]] int caseCompare(const char* bytes) const;
 
+  /// Equal bytes (see the header comment); a string holding only UTF-16 makes its bytes once.
   [[nodiscard]] bool operator==(const Tstring& other) const {
     const TstringRep* a = fRep;
     const TstringRep* b = other.fRep;

@@ -333,6 +333,33 @@ TEST_F(TstringTest, SearchFunctions) {
   EXPECT_FALSE(s.endsWith(Tstring("a.b.c.")));
 }
 
+// Positions are unsigned 32-bit: one of 2^31 or more is past the end of any text, never a
+// negative offset before it.
+TEST_F(TstringTest, PositionsFromTwoToThe31stUpAreBeyondTheEnd) {
+  const Tstring s("a.b\xC3\xA9.c");
+  const Tstring dot(".");
+  for (unsigned int far : {0x80000000u, 0xC0000000u, 0xFFFFFFFEu, 0xFFFFFFFFu}) {
+    SCOPED_TRACE(far);
+    EXPECT_EQ(s.findAny(dot, far), -1);
+    EXPECT_EQ(s.findMB(u'.', far), -1);
+    EXPECT_EQ(s.findMB(dot, far), -1);
+    EXPECT_EQ(s.index('.', far), -1);
+    EXPECT_EQ(s.rindex('.', far), 5);  // from the end backwards
+    EXPECT_EQ(s.at(far), u'\0');
+    EXPECT_EQ(s[far], '\0');
+    EXPECT_TRUE(s.substring(far, far).isEmpty());
+    EXPECT_STREQ(s.substring(2, far).asC(), "b\xC3\xA9.c");
+    EXPECT_TRUE(s.substringMB(far, 0xFFFFFFFFu).isEmpty());
+    EXPECT_STREQ(s.substringMB(4, far).asC(), ".c");
+    Tstring t(s);
+    EXPECT_STREQ(t.formatToWidth(far).asC(), s.asC());
+    EXPECT_THROW(t.padLeft(far), std::exception);  // more than a string can hold
+    EXPECT_STREQ(t.asC(), s.asC());
+  }
+  EXPECT_EQ(s.findAny(dot, 2), 4);
+  EXPECT_EQ(s.findAny(dot, 5), -1);
+}
+
 TEST_F(TstringTest, WildcardMatching) {
   struct Case {
     const char* text;

@@ -8,6 +8,7 @@
 #include <QStringView>
 
 #include <algorithm>
+#include <climits>
 #include <functional>
 #include <cstring>
 
@@ -189,7 +190,7 @@ void Tstring::reserve(unsigned int n, bool keep) {
     t.changed(TtextObject::kSynced);
   }
   if (t.narrowValid()) t.fNarrow.reserve(n);
-  if (t.wideValid()) t.fWide.reserve(static_cast<int>(n));
+  if (t.wideValid()) t.fWide.reserve(static_cast<int>(std::min<unsigned int>(n, INT_MAX)));
 }
 
 void Tstring::resize(unsigned int byteLength) {
@@ -525,6 +526,7 @@ int Tstring::rfindMB(const Tstring& s) const { return findrstr(s); }
 
 int Tstring::findAny(const Tstring& set, unsigned int start) const {
   const QString& w = TstringAccess::wide(*this);
+  if (start >= static_cast<unsigned int>(w.size())) return -1;  // also keeps 2^31 and up positive
   const QString& chars = TstringAccess::wide(set);
   for (int i = static_cast<int>(start); i < w.size(); ++i)
     if (chars.contains(w[i])) return i;

@@ -1,11 +1,14 @@
 // Tstring: editing, escapes, line ends, substitution, path pieces and regular expressions.
 #include <velacore/strings/Tstring.h>
 
+#include <velacore/base/Texception.h>
 #include <velacore/platform/TplatformRegex.h>
 #include <velacore/strings/internal/TtextObject.h>
 
 #include <QChar>
 
+#include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -206,6 +209,8 @@ Tstring& Tstring::formatToWidth(unsigned int width) {
 Tstring& Tstring::padLeft(unsigned int width, char16_t pad) {
   const unsigned int n = numChars();
   if (n >= width) return *this;
+  // A text of more than 2^31 - 1 units cannot be held; asking for one is running out of memory.
+  if (width - n > static_cast<unsigned int>(INT_MAX)) throw TmemoryException();
   QString w(static_cast<int>(width - n), QChar(pad));
   w += TstringAccess::wide(*this);
   TstringAccess::setWide(*this, std::move(w));

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <thread>
+#include <type_traits>
 #include <vector>
 
 namespace {
@@ -150,6 +151,59 @@ TEST(ThashTable, CopiesAreViewsThatOwnNothingAndMovesHandOver) {
   Footprint fp;
   source.footprint(fp);
   EXPECT_GE(fp.referencedBytes(), 8 * sizeof(void*) + 2 * sizeof(ThashTableEntry));
+}
+
+// Moves never throw, so a growing std::vector moves its tables instead of copying them (a copy
+// is a view: the vector would destroy the owners and keep views of freed chains). An emptied
+// table has no bucket array and works as a new one.
+TEST(ThashTable, MovesNeverThrowSoVectorsOfTablesGrow) {
+  using Table = TdataHashTable<Tstring, int>;
+  static_assert(std::is_nothrow_move_constructible<Table>::value, "");
+  static_assert(std::is_nothrow_move_assignable<Table>::value, "");
+  static_assert(std::is_nothrow_move_constructible<ThashTable>::value, "");
+
+  std::vector<Table> tables;
+  for (int t = 0; t < 40; ++t) {  // many reallocations
+    tables.emplace_back(0, 0xFFFFFFFF);
+    for (int k = 0; k <= t; ++k) tables.back().insert(Tstring::cFormatString("%d.%d", t, k), k);
+  }
+  for (int t = 0; t < 40; ++t) {
+    ASSERT_EQ(tables[t].entryCount(), static_cast<unsigned>(t + 1));
+    for (int k = 0; k <= t; ++k) {
+      const int* v = tables[t].find(Tstring::cFormatString("%d.%d", t, k));
+      ASSERT_NE(v, nullptr) << t << "." << k;
+      EXPECT_EQ(*v, k);
+    }
+    tables[t].insert("more", -1);  // still owners: they may change
+  }
+  tables.erase(tables.begin(), tables.begin() + 20);  // move-assigns the rest forward
+  EXPECT_EQ(*tables[0].find("20.20"), 20);
+
+  Table emptied = std::move(tables[1]);
+  Table& source = tables[1];  // NOLINT(bugprone-use-after-move): an emptied table is usable
+  EXPECT_EQ(source.entryCount(), 0u);
+  EXPECT_EQ(source.tableSize(), 0u);
+  EXPECT_EQ(source.find("21.0"), nullptr);
+  EXPECT_FALSE(source.remove("21.0"));
+  EXPECT_TRUE(source.resize());
+  int visited = 0;
+  source.forEach([&](const Tstring&, int&) { ++visited; });
+  EXPECT_EQ(visited, 0);
+  Table view(source);  // a view of nothing
+  EXPECT_EQ(view.find("x"), nullptr);
+  Table second(std::move(source));  // moving an emptied table
+  EXPECT_EQ(second.tableSize(), 0u);
+  for (int k = 0; k < 10; ++k) source.insert(Tstring::cFormatString("%d", k), k);
+  EXPECT_EQ(source.tableSize(), 32u);  // a new table from its minimum
+  EXPECT_EQ(*source.find("9"), 9);
+  EXPECT_EQ(*emptied.find("21.3"), 3);
+  EXPECT_TRUE(second.lockSize());
+  EXPECT_EQ(second.tableSize(), 8u);
+  second.insert("a", 1);
+  EXPECT_TRUE(second.unlockSize());
+  EXPECT_EQ(*second.find("a"), 1);
+  second = std::move(emptied);
+  EXPECT_EQ(second.entryCount(), 23u);
 }
 
 TEST(ThashTable, PointerKeysHashTheAddress) {

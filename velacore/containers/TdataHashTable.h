@@ -98,8 +98,10 @@ class TdataHashTable : public ThashTable {
   TdataHashTable(unsigned minSize, unsigned maxSize) : ThashTable(minSize, maxSize) {}
   /// A shallow view of `other` that owns nothing (see the hazards above).
   TdataHashTable(const TdataHashTable& other) : ThashTable(other), fPool(other.fPool) {}
-  /// Takes over `other`'s entries; `other` is left empty at its minimum size.
-  TdataHashTable(TdataHashTable&& other) : ThashTable(std::move(other)), fPool(other.fPool) {
+  /// Takes over `other`'s entries without allocating; `other` is left empty and allocates
+  /// again at its next insertion. Never throws, so std::vector moves tables when it grows.
+  TdataHashTable(TdataHashTable&& other) noexcept
+      : ThashTable(std::move(other)), fPool(other.fPool) {
     other.fPool = nullptr;
   }
   /// Destroys this table's entries (when it owns them), then views `other` like a copy.
@@ -112,7 +114,7 @@ class TdataHashTable : public ThashTable {
     return *this;
   }
   /// Destroys this table's entries, then takes over `other`'s.
-  TdataHashTable& operator=(TdataHashTable&& other) {
+  TdataHashTable& operator=(TdataHashTable&& other) noexcept {
     if (this != &other) {
       releaseEntries();
       ThashTable::operator=(std::move(other));
@@ -224,6 +226,7 @@ class TdataHashTable : public ThashTable {
   }
   void addEntry(unsigned h, const K& key, const V& value) {
     assert(ownsTable() && "TdataHashTable: a shallow copy must not be modified");
+    ensureBuckets();
     if (fPool == nullptr) fPool = new ThashEntryPool(sizeof(Tentry), alignof(Tentry));
     void* cell = fPool->allocate();
     Tentry* e;

@@ -41,6 +41,8 @@ void freeBuckets(ThashTableEntry** buckets, unsigned n) {
 
 }  // namespace
 
+ThashTableEntry* ThashTable::sNoBuckets[1] = {nullptr};
+
 ThashTable::ThashTable(unsigned minSize, unsigned maxSize) {
   fMinSize = powerOfTwoAtLeast(minSize);
   if (fMinSize < 8) fMinSize = 8;
@@ -51,7 +53,7 @@ ThashTable::ThashTable(unsigned minSize, unsigned maxSize) {
 
 ThashTable::ThashTable(const ThashTable& other) { copyFields(other, false); }
 
-ThashTable::ThashTable(ThashTable&& other) { takeOver(other); }
+ThashTable::ThashTable(ThashTable&& other) noexcept { takeOver(other); }
 
 ThashTable& ThashTable::operator=(const ThashTable& other) {
   // Assigning a copy to its original (or the reverse) would free what both then view.
@@ -61,7 +63,7 @@ ThashTable& ThashTable::operator=(const ThashTable& other) {
   return *this;
 }
 
-ThashTable& ThashTable::operator=(ThashTable&& other) {
+ThashTable& ThashTable::operator=(ThashTable&& other) noexcept {
   if (this == &other) return *this;
   releaseTable();
   takeOver(other);
@@ -82,23 +84,30 @@ void ThashTable::copyFields(const ThashTable& other, bool owns) {
   fOwnsTable = owns;
 }
 
-void ThashTable::takeOver(ThashTable& other) {
+void ThashTable::takeOver(ThashTable& other) noexcept {
   copyFields(other, other.fOwnsTable);
-  // The source starts over, empty, with its configured limits.
+  // The source starts over, empty, with its configured limits and without allocating: a move
+  // that could throw would make std::vector copy tables instead, and copies are only views.
   if (other.fSizeLock != nullptr) {
     other.fMinSize = other.fSizeLock->savedMinSize;
     other.fMaxSize = other.fSizeLock->savedMaxSize;
   }
   other.fSizeLock = nullptr;
-  other.fBuckets = nullptr;
-  other.fOwnsTable = true;
-  other.reinitializeTable();
+  other.becomeUnallocated();
 }
 
-void ThashTable::releaseTable() {
+void ThashTable::becomeUnallocated() noexcept {
+  fBuckets = sNoBuckets;
+  fTableSize = 1;  // one (empty) chain: lookups need no test for the missing array
+  fEntryCount = 0;
+  fOwnsTable = true;
+  setThresholds();
+}
+
+void ThashTable::releaseTable() noexcept {
   if (fOwnsTable) {
     forEachEntry([](ThashTableEntry* e) { delete e; });
-    freeBuckets(fBuckets, fTableSize);
+    freeBuckets(ownedBuckets(), fTableSize);
     delete fSizeLock;
   }
   fBuckets = nullptr;
@@ -112,7 +121,7 @@ void ThashTable::reinitializeTable() {
   if (fBuckets == nullptr || fTableSize != fMinSize) {
     ThashTableEntry** buckets = allocateBuckets(fMinSize);
     if (buckets != nullptr) {
-      if (fOwnsTable) freeBuckets(fBuckets, fTableSize);
+      if (fOwnsTable) freeBuckets(ownedBuckets(), fTableSize);
       fBuckets = buckets;
       fTableSize = fMinSize;
       fOwnsTable = true;
@@ -133,6 +142,7 @@ void ThashTable::detachView() {
 }
 
 void ThashTable::forgetEntries() {
+  if (fBuckets == sNoBuckets) return;  // shared by every emptied table: never written
   std::memset(fBuckets, 0, std::size_t{fTableSize} * sizeof(ThashTableEntry*));
   fEntryCount = 0;
 }
@@ -176,7 +186,7 @@ bool ThashTable::setTableSize(unsigned n) {
       }
     }
   }
-  freeBuckets(fBuckets, fTableSize);
+  freeBuckets(ownedBuckets(), fTableSize);
   fBuckets = buckets;
   fTableSize = n;
   setThresholds();
@@ -201,6 +211,13 @@ bool ThashTable::lockSize() {
   if (fSizeLock != nullptr) {
     ++fSizeLock->count;
     return true;
+  }
+  if (fBuckets == sNoBuckets) {  // lock the layout a new table would have
+    try {
+      reinitializeTable();
+    } catch (const TmemoryException&) {
+      return false;
+    }
   }
   fSizeLock = new (std::nothrow) TsizeLock{1, fMinSize, fMaxSize};
   if (fSizeLock == nullptr) return false;

@@ -39,20 +39,21 @@ class ThashTable {
   ThashTable(unsigned minSize, unsigned maxSize);
   /// A shallow copy: views `other`'s buckets and entries without owning them.
   ThashTable(const ThashTable& other);
-  /// Takes over `other`'s buckets and entries; `other` is left empty at its minimum size.
-  ThashTable(ThashTable&& other);
+  /// Takes over `other`'s buckets and entries. Never throws: `other` is left empty with no
+  /// bucket array (tableSize() 0) and allocates one at its next insertion.
+  ThashTable(ThashTable&& other) noexcept;
   /// Frees whatever this table owns, then views `other`'s buckets (shallow, like the copy).
   ThashTable& operator=(const ThashTable& other);
-  /// Frees whatever this table owns, then takes over `other`'s contents.
-  ThashTable& operator=(ThashTable&& other);
+  /// Frees whatever this table owns, then takes over `other`'s contents (as the move above).
+  ThashTable& operator=(ThashTable&& other) noexcept;
   /// Destroys the remaining entries and frees the buckets, when this table owns them.
   virtual ~ThashTable();
 
   /// @name Size and load policy
   /// The number of entries.
   [[nodiscard]] unsigned entryCount() const { return fEntryCount; }
-  /// The number of buckets, a power of two.
-  [[nodiscard]] unsigned tableSize() const { return fTableSize; }
+  /// The number of buckets, a power of two (0 in a table emptied by a move).
+  [[nodiscard]] unsigned tableSize() const { return fBuckets == sNoBuckets ? 0 : fTableSize; }
   /// The current minimum and maximum bucket counts (both the table size while locked).
   [[nodiscard]] unsigned minSize() const { return fMinSize; }
   [[nodiscard]] unsigned maxSize() const { return fMaxSize; }
@@ -79,6 +80,7 @@ class ThashTable {
   /// Stores `hash` in `entry`, puts it at the front of its chain and grows the table when the
   /// count passes 3/8 of the bucket count (and the maximum allows).
   void insertWithHash(ThashTableEntry* entry, unsigned hash) {
+    ensureBuckets();
     entry->fHash = hash;
     ThashTableEntry*& head = fBuckets[tableIndex(fTableSize, hash)];
     entry->fNext = head;
@@ -111,6 +113,11 @@ class ThashTable {
   /// Empties the bucket array and returns to the minimum size; the entries must already be
   /// destroyed by the caller.
   void reinitializeTable();
+  /// Gives a table emptied by a move its bucket array back (throws TmemoryException when it
+  /// cannot be allocated); does nothing otherwise.
+  void ensureBuckets() {
+    if (fBuckets == sNoBuckets) reinitializeTable();
+  }
   /// Calls `visit(entry)` for every entry; `visit` may destroy the entry it is given.
   template <class F>
   void forEachEntry(F&& visit) const {
@@ -143,8 +150,18 @@ class ThashTable {
     fGrowThreshold = static_cast<unsigned>(fTableSize / 8ull * 3);
   }
   /// Frees the buckets and lock record and deletes the remaining entries, when owned.
-  void releaseTable();
-  void takeOver(ThashTable& other);
+  void releaseTable() noexcept;
+  void takeOver(ThashTable& other) noexcept;
+  /// The state a move leaves behind: no entries, and the shared empty bucket below.
+  void becomeUnallocated() noexcept;
+  /// The bucket array unless it is the shared empty one (null then): what may be freed.
+  [[nodiscard]] ThashTableEntry** ownedBuckets() const {
+    return fBuckets == sNoBuckets ? nullptr : fBuckets;
+  }
+
+  /// The one-bucket array of every table emptied by a move: lookups read its empty chain
+  /// without a test, nothing ever writes it, and the next insertion replaces it.
+  static ThashTableEntry* sNoBuckets[1];
   /// Copies every field of `other`; `owns` says whether this table then owns what it points to.
   void copyFields(const ThashTable& other, bool owns);
 

@@ -51,11 +51,28 @@ TYPED_TEST(TlockTest, SerialisesTwoThreads) {
   lock.unlock();
 }
 
-TEST(TmtRecursiveMutex, HolderMayRelock) {
+// The holder may take the lock again; other threads wait until every level is released.
+TEST(TmtRecursiveMutex, HolderMayRelockOthersWaitForTheLastRelease) {
   TmtRecursiveMutex m;
-  TmtScopedLock outer(m);
-  TmtScopedLock inner(m);
-  SUCCEED();
+  auto otherThreadGetsIt = [&m] {
+    bool got = false;
+    std::thread([&] {
+      got = m.tryLock();
+      if (got) m.unlock();
+    }).join();
+    return got;
+  };
+  {
+    TmtScopedLock outer(m);
+    {
+      TmtScopedLock inner(m);
+      EXPECT_TRUE(m.tryLock());  // a third level, by the holder
+      m.unlock();
+      EXPECT_FALSE(otherThreadGetsIt());
+    }
+    EXPECT_FALSE(otherThreadGetsIt());  // one level still held
+  }
+  EXPECT_TRUE(otherThreadGetsIt());
 }
 
 TEST(Ttrigger, FiresInOrderAndForgetsRemoved) {
@@ -123,8 +140,10 @@ TEST(TbigEndian, MatchesByteOrderOnDisk) {
   EXPECT_TRUE(std::isnan(TbigEndian::read<double>(buf + 3)));
 
   uint32_t words[2] = {0x01020304u, 0xA0B0C0D0u};
-  TbigEndian::swapInPlace(words, 2);
-  TbigEndian::swapInPlace(words, 2);
+  TbigEndian::swapInPlace(words, 2);  // now in disk order, most significant byte first
+  const unsigned char disk[8] = {0x01, 0x02, 0x03, 0x04, 0xA0, 0xB0, 0xC0, 0xD0};
+  EXPECT_EQ(std::memcmp(words, disk, 8), 0);
+  TbigEndian::swapInPlace(words, 1);  // only the count given: back to host order
   EXPECT_EQ(words[0], 0x01020304u);
-  EXPECT_EQ(words[1], 0xA0B0C0D0u);
+  EXPECT_EQ(std::memcmp(words + 1, disk + 4, 4), 0);
 }

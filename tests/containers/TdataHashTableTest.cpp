@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <random>
+#include <string>
 #include <thread>
 #include <unordered_map>
 #include <unordered_set>
@@ -166,7 +167,13 @@ TEST(TdataHashTable, ValuesThatOwnMemoryAreReleasedOnRemoveResetAndDestruction) 
 // every lookup checked against a standard set. Everything mapped is given back.
 TEST(TdataHashTable, BigTablesCrossTheLargePageBoundaryBothWays) {
   const std::size_t mappedBefore = vela::platform::largePageBytesInUse();
-  auto run = [](unsigned seed, bool* ok) {
+  // Each thread keeps the first failed check (gtest assertions from two threads would be
+  // fine, but 240,000 of them are slow); the test reports it by name and key.
+  auto run = [](unsigned seed, std::string* firstFailure) {
+    auto check = [firstFailure](bool good, const char* what, unsigned key) {
+      if (!good && firstFailure->empty())
+        *firstFailure = std::string(what) + " failed at key " + std::to_string(key);
+    };
     std::mt19937 rng(seed);
     TdataHashTable<unsigned, int> table(0, 0xFFFFFFFF);
     std::unordered_set<unsigned> model;
@@ -175,32 +182,36 @@ TEST(TdataHashTable, BigTablesCrossTheLargePageBoundaryBothWays) {
       const unsigned k = rng();
       if (model.insert(k).second) table.insert(k, static_cast<int>(k ^ seed));
     }
-    bool good = table.entryCount() == n && table.tableSize() == 512u * 1024;
-    good = good && vela::platform::largePageBytesInUse() > 0;
-    for (unsigned k : model) good = good && table.find(k) && *table.find(k) == int(k ^ seed);
+    check(table.entryCount() == n, "entry count after filling", n);
+    check(table.tableSize() == 512u * 1024, "table size after filling", table.tableSize());
+    check(vela::platform::largePageBytesInUse() > 0, "large pages in use", 0);
+    for (unsigned k : model) {
+      const int* v = table.find(k);
+      check(v != nullptr && *v == static_cast<int>(k ^ seed), "lookup of an inserted key", k);
+    }
     for (unsigned i = 0; i < 1000; ++i) {
       const unsigned k = rng();
-      good = good && (table.find(k) != nullptr) == (model.count(k) > 0);
+      check((table.find(k) != nullptr) == (model.count(k) > 0), "lookup of a random key", k);
     }
     // Shrink to small pages again, then refill the freed cells.
     std::vector<unsigned> keys(model.begin(), model.end());
-    for (unsigned i = 0; i + 100 < keys.size(); ++i) good = good && table.remove(keys[i]);
-    good = good && table.entryCount() == 100 && table.tableSize() <= 1024;
+    for (unsigned i = 0; i + 100 < keys.size(); ++i) check(table.remove(keys[i]), "remove", keys[i]);
+    check(table.entryCount() == 100, "entry count after removing", table.entryCount());
+    check(table.tableSize() <= 1024, "table size after removing", table.tableSize());
     for (unsigned i = 0; i + 100 < keys.size(); i += 7) table.insert(keys[i], 7);
     for (unsigned i = 0; i < keys.size(); ++i) {
       const int* v = table.find(keys[i]);
       const bool present = i + 100 >= keys.size() || i % 7 == 0;
-      good = good && (v != nullptr) == present;
-      if (v != nullptr && i + 100 < keys.size()) good = good && *v == 7;
+      check((v != nullptr) == present, "presence after refilling", keys[i]);
+      if (v != nullptr && i + 100 < keys.size()) check(*v == 7, "refilled value", keys[i]);
     }
-    *ok = good;
   };
-  bool ok[2] = {false, false};
-  std::thread other(run, 1u, &ok[1]);
-  run(2u, &ok[0]);
+  std::string failures[2];
+  std::thread other(run, 1u, &failures[1]);
+  run(2u, &failures[0]);
   other.join();
-  EXPECT_TRUE(ok[0]);
-  EXPECT_TRUE(ok[1]);
+  EXPECT_EQ(failures[0], "");
+  EXPECT_EQ(failures[1], "");
   EXPECT_EQ(vela::platform::largePageBytesInUse(), mappedBefore);
 }
 

@@ -407,17 +407,126 @@ Tstring Tstring::directoryPath() const {
 
 // ---- regular expressions -----------------------------------------------------------------
 
+namespace {
+
+// Wraps a pattern so that it must match the whole text: "^(" pattern ")$". The group keeps an
+// alternation inside the anchors ("a|b" becomes "^(a|b)$", where "^a|b$" would accept "ab..."
+// and "...b"). It takes group number 1, so the pattern's own back references move up by one;
+// bracket expressions are copied untouched (a backslash there is an ordinary byte). Returns
+// false for a reference to group 9, which would move past the nine that POSIX numbers; such a
+// pattern runs as it is and must match the whole text (POSIX takes the leftmost, then the
+// longest match, so a whole-text match is found whenever there is one).
+bool anchorWhole(const std::string& pattern, std::string& out) {
+  const std::size_t n = pattern.size();
+  out.assign("^(");
+  out.reserve(n + 4);
+  bool inBracket = false;
+  for (std::size_t i = 0; i < n; ++i) {
+    const char c = pattern[i];
+    if (inBracket) {
+      // [:class:], [.symbol.] and [=equivalent=] may hold a ']' of their own.
+      if (c == '[' && i + 1 < n &&
+          (pattern[i + 1] == ':' || pattern[i + 1] == '.' || pattern[i + 1] == '=')) {
+        const std::size_t close = pattern.find(std::string{pattern[i + 1], ']'}, i + 2);
+        if (close != std::string::npos) {
+          out.append(pattern, i, close + 2 - i);
+          i = close + 1;
+          continue;
+        }
+      }
+      out += c;
+      inBracket = c != ']';
+      continue;
+    }
+    if (c == '[') {
+      out += c;
+      inBracket = true;
+      std::size_t j = i + 1;  // a leading '^' and then a leading ']' belong to the set
+      if (j < n && pattern[j] == '^') out += pattern[j++];
+      if (j < n && pattern[j] == ']') out += pattern[j++];
+      i = j - 1;
+      continue;
+    }
+    if (c == '\\' && i + 1 < n) {
+      const char d = pattern[++i];
+      if (d == '9') return false;
+      out += c;
+      out += d >= '1' && d <= '8' ? static_cast<char>(d + 1) : d;
+      continue;
+    }
+    out += c;
+  }
+  out += ")$";
+  return true;
+}
+
+// The last few expressions a thread matched with, compiled (patterns that do not compile are
+// remembered as null). Matching in a loop with one pattern, the usual use, then compiles once.
+class TregexCache {
+ public:
+  TregexCache() = default;
+  TregexCache(const TregexCache&) = delete;
+  TregexCache& operator=(const TregexCache&) = delete;
+  ~TregexCache() {
+    for (int i = 0; i < fUsed; ++i) vela::platform::regexFree(fEntries[i].compiled);
+  }
+
+  struct Tentry {
+    std::string pattern;
+    vela::platform::CompiledRegex* compiled = nullptr;  // null: does not compile
+    bool anchored = false;  // wrapped by anchorWhole; else runs as written
+  };
+
+  /// The compiled form of `pattern` (anchored when it can be).
+  const Tentry& get(const std::string& pattern) {
+    for (int i = 0; i < fUsed; ++i) {
+      if (fEntries[i].pattern != pattern) continue;
+      std::rotate(fEntries, fEntries + i, fEntries + i + 1);  // most recent first
+      return fEntries[0];
+    }
+    std::string wrapped;
+    const bool anchored = anchorWhole(pattern, wrapped);
+    vela::platform::CompiledRegex* compiled =
+        vela::platform::regexCompile(anchored ? wrapped.c_str() : pattern.c_str());
+    if (fUsed == kSize) {
+      vela::platform::regexFree(fEntries[kSize - 1].compiled);
+    } else {
+      ++fUsed;
+    }
+    std::rotate(fEntries, fEntries + fUsed - 1, fEntries + fUsed);
+    fEntries[0].pattern = pattern;
+    fEntries[0].compiled = compiled;
+    fEntries[0].anchored = anchored;
+    return fEntries[0];
+  }
+
+ private:
+  static constexpr int kSize = 4;
+  Tentry fEntries[kSize];
+  int fUsed = 0;
+};
+
+thread_local TregexCache tRegexCache;
+
+}  // namespace
+
 bool Tstring::matchesRegexp(const Tstring& pattern, Tstring* g1, Tstring* g2, Tstring* g3,
                             Tstring* g4, Tstring* g5, Tstring* g6, Tstring* g7, Tstring* g8,
                             Tstring* g9) const {
-  const std::string whole = "^" + TstringAccess::narrow(pattern) + "$";
+  const TregexCache::Tentry& re = tRegexCache.get(TstringAccess::narrow(pattern));
+  if (re.compiled == nullptr) return false;
   const std::string text = TstringAccess::narrow(*this);  // a copy: outputs may be this string
-  vela::platform::RegexSpan spans[10];
-  if (!vela::platform::regexMatch(whole.c_str(), text.c_str(), spans, 10)) return false;
+  // Span 0 is the whole match and, when anchored, span 1 the anchoring group; the pattern's
+  // groups follow.
+  vela::platform::RegexSpan spans[11];
+  if (!vela::platform::regexRun(re.compiled, text.c_str(), spans, 11)) return false;
+  if (!re.anchored && (spans[0].begin != 0 || spans[0].end != static_cast<int>(text.size())))
+    return false;
+  const int first = re.anchored ? 2 : 1;
   Tstring* groups[9] = {g1, g2, g3, g4, g5, g6, g7, g8, g9};
   for (int i = 0; i < 9; ++i) {
     if (groups[i] == nullptr) continue;
-    const vela::platform::RegexSpan& s = spans[i + 1];
+    const vela::platform::RegexSpan& s = spans[i + first];
     if (s.begin < 0)
       groups[i]->clear();
     else

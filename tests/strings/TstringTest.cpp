@@ -546,3 +546,28 @@ TEST_F(TstringTest, PositionalFormatting) {
   self.tFormat(&self, &self);
   EXPECT_STREQ(self.asC(), "<<^1s>>");
 }
+
+// The checked form takes Tstrings only and refuses markers it cannot fill; it agrees with the
+// unchecked form wherever both apply.
+TEST_F(TstringTest, CheckedPositionalFormatting) {
+  const Tstring a("a"), b("b\xC3\xA9"), w(u"\u20AC");
+  Tstring out;
+  EXPECT_EQ(out.tFormat(Tstring("^2s-^1s ^^ ^1s^3s"), a, b, w), 0);
+  EXPECT_STREQ(out.asC(), "b\xC3\xA9-a ^ a\xE2\x82\xAC");
+  const Tstring fmt("[^1s|^2s]");
+  Tstring unchecked;
+  unchecked.tFormat(&fmt, &b, &a);
+  EXPECT_EQ(out.tFormat(fmt, b, a), 0);
+  EXPECT_EQ(out, unchecked);
+  EXPECT_EQ(out.tFormat(Tstring("no markers")), 0);
+  EXPECT_STREQ(out.asC(), "no markers");
+
+  out = "kept";
+  EXPECT_EQ(out.tFormat(Tstring("^1s and ^2s"), a), -1);  // argument 2 was not given
+  EXPECT_EQ(out.tFormat(Tstring("^1d"), a), -1);          // not a text marker
+  EXPECT_EQ(out.tFormat(Tstring("^1(3)s ^2f"), a, b), -1);
+  EXPECT_STREQ(out.asC(), "kept");
+  Tstring self("<^1s>");
+  EXPECT_EQ(self.tFormat(self, self), 0);
+  EXPECT_STREQ(self.asC(), "<<^1s>>");
+}

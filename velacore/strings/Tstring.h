@@ -15,7 +15,7 @@
 //   Tstring copy = name;                   // shares the body
 //   copy.toUpperCase();                    // detaches, converts, edits the private copy
 //   Tstring msg;
-//   msg.tFormat(&Tstring("^2s was saved as ^1s"), &copy, &name);
+//   msg.tFormat(Tstring("^2s was saved as ^1s"), copy, name);   // "SCENE.VELA was saved as ..."
 //
 // Positions: byte operations (`index`, `rindex`, `findchr`, `substring`, `operator[]`) count
 // bytes of the byte form; character operations (`findstr`, `findMB`, `findAny`, `at`,
@@ -54,6 +54,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <type_traits>
 
 class Footprint;
 class Tstring;
@@ -544,8 +545,25 @@ class Tstring {
   /// `s` const Tstring*, `r` TstringId (catalog text), `d` int, `l` long long, `f` double,
   /// `c` const char*, `n` int that writes nothing. `^N(w)d` zero-pads to w digits, `^N(w.p)f`
   /// sets width and precision; `^^` is a caret. A null `fmt` gives the empty string.
+  ///
+  /// Unchecked, like printf: the arguments are read as the markers' letters say, and nothing
+  /// can tell what was really passed. An argument of another type, or fewer arguments than
+  /// the highest marker number, is undefined behaviour (usually a crash). Formats that come
+  /// from outside (catalogs, translations) are safest with the checked form below.
   int tFormat(const Tstring* fmt, ...);
   int tFormatArgList(const Tstring* fmt, va_list args);
+  /// Checked positional formatting for text: `^Ns` inserts `args` N (from 1), `^^` is a caret.
+  /// The arguments must be Tstrings (checked when compiling); a marker of another type or one
+  /// naming an argument that was not given makes the call return -1 and leaves the text as it
+  /// was.
+  ///   msg.tFormat(Tstring("^2s was saved as ^1s"), name, copy);
+  template <class... Args>
+  int tFormat(const Tstring& fmt, const Args&... args) {
+    static_assert((std::is_same<Args, Tstring>::value && ...),
+                  "tFormat(const Tstring&, ...) takes Tstring arguments only");
+    const Tstring* list[] = {&args..., nullptr};
+    return tFormatStrings(fmt, list, sizeof...(Args));
+  }
   /// @}
 
   /// Test hook: how many byte-to-wide conversions of bodies this process has made so far.
@@ -564,6 +582,8 @@ class Tstring {
                 void* array) const;
   int splitWideImpl(const char16_t* separators, unsigned int count, TsplitMode mode, TaddFn add,
                     void* array) const;
+
+  int tFormatStrings(const Tstring& fmt, const Tstring* const* args, unsigned int count);
 
   /// The byte form (`kNullStr` when empty).
   [[nodiscard]] const char* data() const { return asC(); }

@@ -521,6 +521,28 @@ int Tstring::tFormat(const Tstring* fmt, ...) {
   return r;
 }
 
+int Tstring::tFormatStrings(const Tstring& fmt, const Tstring* const* args, unsigned int count) {
+  const std::string f = TstringAccess::narrow(fmt);  // a copy: fmt may be this string
+  std::vector<Marker> markers;
+  parseMarkers(f, markers);
+  std::string out;
+  out.reserve(f.size() + 16 * markers.size());
+  std::size_t pos = 0;
+  for (const Marker& m : markers) {
+    out.append(f, pos, m.begin - pos);
+    pos = m.end;
+    if (m.arg == 0) {
+      out += '^';
+      continue;
+    }
+    if (m.type != 's' || static_cast<unsigned int>(m.arg) > count) return -1;
+    out += TstringAccess::narrow(*args[m.arg - 1]);
+  }
+  out.append(f, pos, std::string::npos);
+  TstringAccess::setNarrow(*this, out.data(), out.size());
+  return 0;
+}
+
 int Tstring::tFormatArgList(const Tstring* fmt, va_list args) {
   if (fmt == nullptr) {
     clear();

@@ -6,7 +6,7 @@
 // and, one day, translated.
 //
 //   static constexpr TstringId kPageFaults{"s_TmallocAllocatorStrings.rPageFaults"};
-//   out.printf("%s %zu\n", TstringCatalog::sText(kPageFaults), faults);
+//   TdebugOutput::sCout().print("%s %zu\n", TstringCatalog::sText(kPageFaults), faults);
 //
 // Many texts are formats: printf-style ("%s") for diagnostics and positional ("^1s") for
 // messages built with Tstring::tFormat. The key says which by its use, not by its name.

@@ -12,7 +12,8 @@
 namespace header_examples {
 
 inline void report(const char*) {}
-inline void use(const Tstring&) {}
+template <class T>
+void use(const T&) {}
 inline void show(const Tstring&) {}
 inline void evaluate() {}
 inline void refreshTraceMenu() {}
@@ -36,5 +37,6 @@ inline const char* name = "body";
 inline unsigned nameLength = 4;
 inline const char* word = "VERSION";
 inline void* pointer = nullptr;
+inline unsigned char chunk[12] = {};
 
 }  // namespace header_examples

@@ -28,9 +28,11 @@ struct Tblock {
 // Blocks that show a text format or declarations rather than code to run, by header and first
 // line of text.
 bool isNotCode(const std::string& header, const std::string& firstLine) {
+  static const std::regex assignment(R"(^[A-Z_]+=)");              // environment settings
   return header == "velacore/base/TvelacoreApi.h" ||              // declarations
          header == "velacore/environment/TenvFileParser.h" ||     // the file's syntax
-         firstLine.rfind("on ", 0) == 0;                          // command-file lines
+         firstLine.rfind("on ", 0) == 0 ||                        // command-file lines
+         std::regex_search(firstLine, assignment);
 }
 
 bool definesFunctions(const std::vector<std::string>& code) {

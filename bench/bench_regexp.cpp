@@ -2,6 +2,7 @@
 // expressions: whole-name matches (hit and miss), a back reference, pure wildcard patterns, and
 // searches over 64 KiB of text.
 #include <velacore/strings/TregExp.h>
+#include <velacore/strings/Tstring.h>
 
 #include <benchmark/benchmark.h>
 #define PCRE2_CODE_UNIT_WIDTH 8
@@ -140,5 +141,27 @@ void BM_globHit_fnmatch(benchmark::State& s) { fnmatchGlob(s, kNameHit); }
 void BM_globMiss_fnmatch(benchmark::State& s) { fnmatchGlob(s, kGlobMiss); }
 BENCHMARK(BM_globHit_fnmatch);
 BENCHMARK(BM_globMiss_fnmatch);
+
+// Tstring::matchesRegexp (POSIX, whole text, the compiled expression kept per thread) against
+// compiling and running the anchored expression with regcomp/regexec on every call.
+const char* const kWholePattern = "([a-zA-Z]+)_geo_([0-9]{4})_v([0-9]+)\\.(ma|mb)";
+void BM_matchesRegexp_vela(benchmark::State& s) {
+  const Tstring text(kNameHit);
+  const Tstring pattern(kWholePattern);
+  Tstring g1, g2;
+  for (auto _ : s) benchmark::DoNotOptimize(text.matchesRegexp(pattern, &g1, &g2));
+}
+void BM_matchesRegexp_posix(benchmark::State& s) {
+  const std::string anchored = std::string("^(") + kWholePattern + ")$";
+  regmatch_t m[11];
+  for (auto _ : s) {
+    regex_t re;
+    regcomp(&re, anchored.c_str(), REG_EXTENDED);
+    benchmark::DoNotOptimize(regexec(&re, kNameHit, 11, m, 0));
+    regfree(&re);
+  }
+}
+BENCHMARK(BM_matchesRegexp_vela);
+BENCHMARK(BM_matchesRegexp_posix);
 
 }  // namespace

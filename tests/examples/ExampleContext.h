@@ -32,6 +32,7 @@ inline double x = 1.0;
 inline double total = 0.0;
 inline int faces = 12;
 inline std::size_t count = 4;
+inline unsigned n = 4;
 inline std::size_t faults = 0;
 inline const char* name = "body";
 inline unsigned nameLength = 4;

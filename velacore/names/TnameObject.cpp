@@ -4,6 +4,7 @@
 #include <velacore/names/Tnamespace.h>
 #include <velacore/names/internal/TnameStore.h>
 
+#include <atomic>
 #include <string>
 #include <unordered_set>
 
@@ -31,6 +32,7 @@ namespace {
 struct TkeywordTable {
   TmtCriticalSection lock;
   std::unordered_set<std::string> words;
+  std::atomic<bool> any{false};  // lets every name check skip the lock until a word exists
 };
 
 TkeywordTable& keywordTable() {
@@ -211,6 +213,7 @@ bool TnameObject::hasUniqueName() const {
 
 bool TnameObject::isKeyword(const char* name) {
   TkeywordTable& table = keywordTable();
+  if (!table.any.load(std::memory_order_acquire)) return false;
   TmtScopedLock<TmtCriticalSection> guard(table.lock);
   return table.words.count(name != nullptr ? name : "") != 0;
 }
@@ -220,6 +223,7 @@ void TnameObject::registerKeywords(const char* const* list) {
   TkeywordTable& table = keywordTable();
   TmtScopedLock<TmtCriticalSection> guard(table.lock);
   for (; *list != nullptr; ++list) table.words.insert(*list);
+  table.any.store(!table.words.empty(), std::memory_order_release);
 }
 
 void TnameObject::registerKeywords(char** list) {

@@ -188,8 +188,7 @@ std::vector<TnameObject*> Tnamespace::objects() const {
 }
 
 bool Tnamespace::addLocked(TnameObject* obj, const TnameString& name) {
-  if (!isValidName(name) || contains(name)) return false;
-  fEntries.emplace(name, obj);
+  if (!isValidName(name) || !fEntries.emplace(name, obj).second) return false;
   obj->fName = name;
   obj->fNamespace = this;
   obj->fFlags |= kRegistered;

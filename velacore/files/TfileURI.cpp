@@ -230,23 +230,27 @@ void TfileURI::removeAllQueryItems() {
 Tstring TfileURI::asString() const {
   const QUrl& url = fParts->url;
   const QString printed = url.toString();
-  // The scheme prints first, so only a text beginning "vela:" can have it. With an authority
-  // and a path that begins with "/", the default form is already the "vela" form.
+  // The scheme prints first, so only a text beginning "vela:" can have it.
   if (!printed.startsWith(QLatin1String("vela:")) || url.scheme() != QLatin1String("vela"))
     return fromQ(printed);
+  // The "vela" form is "vela://", the authority, then the rest with a "/" in front. The default
+  // form already holds those pieces: "vela://" and the authority when there is one (it ends at
+  // the first "/", "?" or "#"), then the rest.
+  int restStart = 5;
   if (printed.startsWith(QLatin1String("vela://"))) {
     const QChar* text = printed.constData();
-    const int size = printed.size();
-    int end = 7;
-    while (end < size && text[end] != QLatin1Char('/') && text[end] != QLatin1Char('?') &&
-           text[end] != QLatin1Char('#')) {
-      ++end;
+    restStart = 7;
+    while (restStart < printed.size() && text[restStart] != QLatin1Char('/') &&
+           text[restStart] != QLatin1Char('?') && text[restStart] != QLatin1Char('#')) {
+      ++restStart;
     }
-    if (end < size && text[end] == QLatin1Char('/')) return fromQ(printed);
+    if (restStart < printed.size() && text[restStart] == QLatin1Char('/')) return fromQ(printed);
   }
-  QString rest = url.toString(QUrl::RemoveScheme | QUrl::RemoveAuthority);
-  if (!rest.startsWith(QLatin1Char('/'))) rest.prepend(QLatin1Char('/'));
-  return fromQ(QLatin1String("vela://") + url.authority() + rest);
+  QString form = QLatin1String("vela://");
+  if (restStart > 5) form += printed.midRef(7, restStart - 7);
+  if (restStart == printed.size() || printed.at(restStart) != QLatin1Char('/')) form += QLatin1Char('/');
+  form += printed.midRef(restStart);
+  return fromQ(form);
 }
 
 bool TfileURI::isEmpty() const { return fParts->url.isEmpty(); }

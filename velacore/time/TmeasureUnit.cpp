@@ -11,7 +11,7 @@ typename Kind::Tsystem TmeasureUnit<Derived, Kind>::sUI = Kind::kDefaultUI;
 template <class Derived, class Kind>
 bool TmeasureUnit<Derived, Kind>::sTableNotBuilt = true;
 template <class Derived, class Kind>
-TvalueArray<Derived*> TmeasureUnit<Derived, Kind>::sTable;
+TvalueArray<Derived*>* TmeasureUnit<Derived, Kind>::sTable = nullptr;
 
 template <class Derived, class Kind>
 Ttrigger& TmeasureUnit<Derived, Kind>::changeTrigger() {
@@ -24,12 +24,13 @@ const Derived& TmeasureUnit<Derived, Kind>::conversion(Tsystem unit) {
   // Every unit at once, against the internal unit in force now; the entries live as long as
   // the process.
   if (sTableNotBuilt) {
+    sTable = new TvalueArray<Derived*>;
     for (std::uint32_t u = 0; u < Kind::kUnitCount; ++u) {
-      sTable.addLast(new Derived(static_cast<Tsystem>(u)));
+      sTable->addLast(new Derived(static_cast<Tsystem>(u)));
     }
     sTableNotBuilt = false;
   }
-  return *sTable[unit < Kind::kUnitCount ? static_cast<std::uint32_t>(unit) : 0u];
+  return *(*sTable)[unit < Kind::kUnitCount ? static_cast<std::uint32_t>(unit) : 0u];
 }
 
 template class TmeasureUnit<Tunit, TlengthUnitKind>;

@@ -92,7 +92,9 @@ class TmeasureUnit : public Kind {
   static Tsystem sInternal;
   static Tsystem sUI;
   static bool sTableNotBuilt;
-  static TvalueArray<Derived*> sTable;
+  // Built once and kept for the life of the process (never destroyed at exit, so that late
+  // conversions during shutdown still find it).
+  static TvalueArray<Derived*>* sTable;
 
   Tsystem fUnit;
   double fToUnit = 1.0;

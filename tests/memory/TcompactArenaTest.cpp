@@ -46,6 +46,41 @@ TEST_F(TcompactArenaTest, GeometryShiftOrDivide) {
   }
 }
 
+TEST_F(TcompactArenaTest, PagesAreBlocksTimesCountPlusTheHeaderAndBlocksStayInside) {
+  // Each page is exactly block size x blocks per page + 96 bytes; the bit map lives elsewhere,
+  // so every block lies within its page and after the header.
+  struct Tcase {
+    std::size_t block, page, perPage;
+  };
+  for (const Tcase c : {Tcase{32, 65536, 0}, Tcase{24, 4096, 0}, Tcase{8, 96 + 8 * 31, 0},
+                        Tcase{520, 600, 0}, Tcase{40, 4096, 3}, Tcase{16, 4096, 2000}}) {
+    TcountingAllocator pages;
+    TcompactArena arena(c.block, c.page, pages, "Size");
+    if (c.perPage != 0) arena.setNumBlocksPerPage(c.perPage);
+    const std::size_t expected = arena.blockSize() * arena.numBlocksPerPage() + 96;
+    std::vector<void*> blocks;
+    for (std::size_t i = 0; i < arena.numBlocksPerPage(); ++i) blocks.push_back(arena.allocate());
+    ASSERT_EQ(pages.fLive.size(), 1u) << c.block << "/" << c.page;
+    const auto page = *pages.fLive.begin();
+    EXPECT_EQ(page.second, expected) << c.block << "/" << c.page;
+    EXPECT_EQ(arena.footPrint(), expected);
+    const char* low = static_cast<const char*>(page.first) + 96;
+    const char* high = static_cast<const char*>(page.first) + page.second;
+    for (void* p : blocks) {
+      ASSERT_GE(static_cast<const char*>(p), low);
+      ASSERT_LE(static_cast<const char*>(p) + arena.blockSize(), high);
+    }
+    std::memset(blocks.back(), 0xAB, arena.blockSize());
+    EXPECT_EQ(arena.checkConsistency(), 0);
+    for (void* p : blocks) EXPECT_TRUE(arena.deallocate(p));
+    EXPECT_EQ(pages.fReleases, 0) << "the emptied page is kept";
+    blocks.assign(1, arena.allocate());  // the saved page is taken again, its map intact
+    EXPECT_EQ(pages.fAllocations, 1);
+    EXPECT_EQ(arena.checkConsistency(), 0);
+    arena.reset();
+  }
+}
+
 TEST_F(TcompactArenaTest, FreshPageHandsOutBytesFromTheTopBitDown) {
   TcompactArena arena(32, 96 + 32 * 70, fPages, "Order");
   ASSERT_EQ(arena.numBlocksPerPage(), 70u);  // two full words and a partial word of 6

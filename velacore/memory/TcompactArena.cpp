@@ -16,7 +16,8 @@ using vela::memory_internal::reportError;
 
 namespace {
 
-// The bit words (one spare) and the summary behind them, rounded to 16 bytes.
+// The bit words (one spare) and the summary behind them, rounded to 16 bytes. They live in a
+// block of their own, so that a page is exactly its header and its blocks.
 std::size_t bitWordBytes(std::size_t capacity) { return (capacity / 64 + 1) * 8; }
 std::size_t bitBytes(std::size_t capacity) {
   const std::size_t summary = ((capacity / 64 + 1) + 63) / 64 * 8;
@@ -48,14 +49,16 @@ void TcompactArena::setNumBlocksPerPage(std::size_t count) {
   fBlocksPerPage = count == 0 ? 1 : count;
 }
 
-std::size_t TcompactArena::pageBytes() const {
-  return kPageHeaderBytes + bitBytes(fBlocksPerPage) + fBlocksPerPage * fBlockSize;
-}
+std::size_t TcompactArena::pageBytes() const { return kPageHeaderBytes + fBlocksPerPage * fBlockSize; }
 
 std::size_t TcompactArena::pageBytesOf(const TbaseArena* arena, const TpageLinks* links) {
   const auto* page = reinterpret_cast<const TcompactPage*>(links);
-  return kPageHeaderBytes + bitBytes(page->capacity) +
-         page->capacity * static_cast<const TcompactArena*>(arena)->fBlockSize;
+  return kPageHeaderBytes + page->capacity * static_cast<const TcompactArena*>(arena)->fBlockSize;
+}
+
+void TcompactArena::dropPage(TcompactPage* page) {
+  std::free(page->bits);
+  releasePage(&page->links, pageBytesOf(this, &page->links));
 }
 
 TcompactArena::TcompactPage* TcompactArena::makePage() {
@@ -65,19 +68,24 @@ TcompactArena::TcompactPage* TcompactArena::makePage() {
     page = reinterpret_cast<TcompactPage*>(takeSavedPage(bytes));
     linkPage(&page->links);
   } else {
+    auto* bits = static_cast<std::uint64_t*>(std::malloc(bitBytes(fBlocksPerPage)));
+    if (bits == nullptr) return nullptr;
     TpageLinks* links = newPage(pageBytes());
-    if (links == nullptr) return nullptr;
+    if (links == nullptr) {
+      std::free(bits);
+      return nullptr;
+    }
     page = reinterpret_cast<TcompactPage*>(links);
     page->capacity = fBlocksPerPage;
     page->partialBits = fBlocksPerPage % 32;
-    page->bits = reinterpret_cast<std::uint64_t*>(reinterpret_cast<char*>(page) + kPageHeaderBytes);
-    page->open = reinterpret_cast<std::uint64_t*>(reinterpret_cast<char*>(page->bits) + bitWordBytes(fBlocksPerPage));
-    page->first = reinterpret_cast<char*>(page->bits) + bitBytes(fBlocksPerPage);
+    page->bits = bits;
+    page->open = reinterpret_cast<std::uint64_t*>(reinterpret_cast<char*>(bits) + bitWordBytes(fBlocksPerPage));
+    page->first = reinterpret_cast<char*>(page) + kPageHeaderBytes;
     page->end = page->first + fBlocksPerPage * fBlockSize;
   }
   if (!enterInTable(page)) {
     unlinkPage(&page->links);
-    releasePage(&page->links, pageBytesOf(this, &page->links));
+    dropPage(page);
     return nullptr;
   }
   // Positions from the capacity on stand for no block and stay set.
@@ -279,6 +287,7 @@ void TcompactArena::releaseIn(TcompactPage* page, const void* p) {
     if (fCurrent == page) fCurrent = nullptr;
     leaveTable(page);
     unlinkPage(&page->links);
+    purgeLocked();  // the page saved before goes back, with its bit map
     savePage(&page->links, pageBytesOf(this, &page->links));
   }
 }
@@ -354,6 +363,8 @@ void TcompactArena::reset() {
 }
 
 void TcompactArena::resetLocked() {
+  for (TpageLinks* l = fPages; l != nullptr; l = l->next) std::free(reinterpret_cast<TcompactPage*>(l)->bits);
+  purgeLocked();
   releaseAllPages(&pageBytesOf);
   fTableCount = 0;
   rebuildGranules();
@@ -365,7 +376,7 @@ void TcompactArena::resetLocked() {
 
 void TcompactArena::purgeLocked() {
   std::size_t bytes = 0;
-  if (TpageLinks* page = takeSavedPage(bytes)) releasePage(page, bytes);
+  if (TpageLinks* page = takeSavedPage(bytes)) dropPage(reinterpret_cast<TcompactPage*>(page));
 }
 
 std::int64_t TcompactArena::allocatedMemory() const {

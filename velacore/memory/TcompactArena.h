@@ -95,13 +95,13 @@ class TcompactArena : public TbaseArena {
  private:
   friend class TbaseArena;
 
-  // Page header. The bit words follow it in *position* order: position p of a full 32-bit word
+  // Page header, followed by the blocks. The bit words live in a block of their own (so that a
+  // page is exactly header plus blocks), in *position* order: position p of a full 32-bit word
   // is block index p ^ 7 (each byte mirrored, so the byte-then-highest-bit search order becomes
   // ascending positions), the trailing partial word keeps index = position. Positions from the
   // capacity up to the end of the bit words (one spare 64-bit word included) are kept set, so a
   // word with a clear bit always has a free block and a hint at the capacity reads as taken. A
-  // summary with one bit per 64-bit bit word (set while the word has a clear bit) follows; then
-  // the blocks.
+  // summary with one bit per 64-bit bit word (set while the word has a clear bit) follows.
   struct TcompactPage {
     TpageLinks links;
     std::size_t inUse;
@@ -220,6 +220,7 @@ class TcompactArena : public TbaseArena {
   bool releaseLocal(void* p);
   void releaseIn(TcompactPage* page, const void* p);
   void purgeLocked();
+  void dropPage(TcompactPage* page);
   std::size_t pageBytes() const;
   static std::size_t pageBytesOf(const TbaseArena* arena, const TpageLinks* page);
 

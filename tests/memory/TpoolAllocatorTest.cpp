@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <cstring>
 #include <memory>
@@ -199,4 +200,157 @@ TEST_F(TpoolAllocatorTest, DestroyingAPoolEmptiesTheMagazinesOfLiveThreads) {
   worker.join();
   EXPECT_EQ(cachedInNext, 0u);
   EXPECT_EQ(next->cachedCount(), 1u) << "the worker's magazine drained into the list at its exit";
+}
+
+namespace {
+
+// Runs `threads` workers that each call `fill(pool)`, report their own cached blocks and then wait
+// (keeping their thread caches) until `whileParked` has run on the calling thread; each worker
+// then reports its cached blocks once more.
+struct TparkedThreads {
+  std::mutex mutex;
+  std::condition_variable changed;
+  int parked = 0;
+  bool release = false;
+  std::vector<std::size_t> before, after;
+
+  template <class Fill, class WhileParked>
+  void run(int threads, TpoolAllocator& pool, Fill fill, WhileParked whileParked) {
+    before.assign(threads, 0);
+    after.assign(threads, 0);
+    std::vector<std::thread> workers;
+    for (int t = 0; t < threads; ++t)
+      workers.emplace_back([&, t] {
+        fill(pool);
+        std::unique_lock<std::mutex> lock(mutex);
+        before[t] = pool.threadCachedCount();
+        ++parked;
+        changed.notify_all();
+        changed.wait(lock, [&] { return release; });
+        after[t] = pool.threadCachedCount();
+      });
+    {
+      std::unique_lock<std::mutex> lock(mutex);
+      changed.wait(lock, [&] { return parked == threads; });
+      whileParked();
+      release = true;
+      changed.notify_all();
+    }
+    for (std::thread& w : workers) w.join();
+  }
+};
+
+std::size_t sum(const std::vector<std::size_t>& v) {
+  std::size_t total = 0;
+  for (std::size_t n : v) total += n;
+  return total;
+}
+
+}  // namespace
+
+TEST_F(TpoolAllocatorTest, ThreadCachedBlocksCountAgainstTheProcessLimit) {
+  // 1 MiB: a list of 512-byte blocks grows while 512 x capacity <= 1 MiB, so to 3072 entries, and
+  // that bounds every block the pool keeps, whichever thread holds it.
+  TscopedEnv limit("VELA_HW_MAXIMUM_POOL_ALLOCATOR_SIZE", "1");
+  TpoolAllocator::sReloadPoolLimit();
+  TpoolAllocator pool(512);
+  TparkedThreads threads;
+  std::size_t shared = 0;
+  threads.run(
+      4, pool, [](TpoolAllocator& p) { freeFresh(p, 1000); }, [&] { shared = pool.cachedCount(); });
+  EXPECT_LE(shared + sum(threads.before), 3072u);
+  EXPECT_GE(shared + sum(threads.before), 3072u - 4 * 32) << "the cache is used up to its limit";
+  // One thread alone reaches the list's limit exactly, its own cache included.
+  TpoolAllocator::resetAllPools();
+  freeFresh(pool, 4000);
+  EXPECT_EQ(pool.cachedCount() + pool.threadCachedCount(), 3072u);
+  EXPECT_EQ(pool.capacity(), 3072u);
+  pool.cleanUpFreeList();
+  EXPECT_EQ(pool.cachedCount() + pool.threadCachedCount(), 0u);
+}
+
+TEST_F(TpoolAllocatorTest, ResetTakesBackTheBlocksOfEveryThread) {
+  // The workers stay alive across the reset: their cached blocks must be freed by it (the leak
+  // checker and the counts see it), and their caches must work again afterwards.
+  TpoolAllocator pool(64);
+  TparkedThreads threads;
+  threads.run(
+      3, pool,
+      [](TpoolAllocator& p) {
+        std::vector<void*> blocks;
+        for (int i = 0; i < 20; ++i) blocks.push_back(p.mpAlloc());
+        for (void* b : blocks) p.mpFree(b);
+      },
+      [] { TpoolAllocator::resetAllPools(); });
+  EXPECT_EQ(sum(threads.before), 60u);
+  EXPECT_EQ(sum(threads.after), 0u) << "a reset leaves blocks in other threads' caches";
+  EXPECT_EQ(pool.cachedCount(), 0u);
+  EXPECT_EQ(pool.capacity(), 0u);
+  // Caches refill after a reset.
+  void* p = pool.mpAlloc();
+  pool.mpFree(p);
+  EXPECT_EQ(pool.cachedCount() + pool.threadCachedCount(), 1u);
+  EXPECT_EQ(pool.mpAlloc(), p);
+  pool.mpFree(p);
+}
+
+TEST_F(TpoolAllocatorTest, ResetRacesWithThreadsThatKeepUsingThePool) {
+  // Resets from one thread while others allocate and free: no block is handed out twice, lost or
+  // freed while in use (ThreadSanitizer and AddressSanitizer watch; the fill pattern checks it).
+  TpoolAllocator pool(32);
+  std::atomic<bool> stop{false};
+  std::atomic<int> corrupted{0};
+  std::vector<std::thread> workers;
+  for (int id = 1; id <= 2; ++id)
+    workers.emplace_back([&, id] {
+      std::vector<unsigned char*> mine;
+      for (int step = 0; step < 40000; ++step) {
+        if (mine.size() < 40 && step % 3 != 2) {
+          auto* b = static_cast<unsigned char*>(pool.mpAlloc());
+          std::memset(b, id, 32);
+          mine.push_back(b);
+        } else if (!mine.empty()) {
+          if (mine.back()[0] != id || mine.back()[31] != id) ++corrupted;
+          pool.mpFree(mine.back());
+          mine.pop_back();
+        }
+      }
+      for (unsigned char* b : mine) pool.mpFree(b);
+    });
+  std::thread resetter([&] {
+    while (!stop.load()) {
+      TpoolAllocator::resetAllPools();
+      std::this_thread::yield();
+    }
+  });
+  for (std::thread& w : workers) w.join();
+  stop = true;
+  resetter.join();
+  EXPECT_EQ(corrupted.load(), 0);
+  TpoolAllocator::resetAllPools();
+  EXPECT_EQ(pool.cachedCount(), 0u);
+}
+
+TEST_F(TpoolAllocatorTest, AFreeFromAThreadLocalDestructorAfterTheFlushReachesTheSharedList) {
+  // A thread-local object built before the thread's pool cache is destroyed after it: its release
+  // must not build a second cache that nothing ever flushes.
+  static TpoolAllocator* sPool = nullptr;
+  struct Tholder {
+    void* block = nullptr;
+    ~Tholder() {
+      if (block != nullptr) sPool->mpFree(block);
+    }
+  };
+  TpoolAllocator pool(24);
+  sPool = &pool;
+  std::thread worker([] {
+    static thread_local Tholder holder;
+    holder.block = reinterpret_cast<void*>(1);  // constructed now, before the cache
+    holder.block = sPool->mpAlloc();            // the cache appears with this call
+    sPool->mpFree(sPool->mpAlloc());
+  });
+  worker.join();
+  EXPECT_EQ(pool.cachedCount(), 2u) << "a block was left in a cache of a finished thread";
+  TpoolAllocator::resetAllPools();
+  sPool = nullptr;
 }

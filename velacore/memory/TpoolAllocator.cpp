@@ -2,6 +2,7 @@
 
 #include <velacore/environment/VelaEnv.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <new>
@@ -48,30 +49,30 @@ struct TpoolCacheAccess {
 
 namespace {
 
+// Set once the thread's cache was flushed at its exit: a release made later (from another
+// thread-local object's destructor) goes to the shared list instead of building a new cache that
+// no flush would ever see.
+thread_local bool tCacheFlushed = false;
+
 struct TcacheReaper {
   ~TcacheReaper() {
     TpoolThreadCache* cache = tPoolCache;
     tPoolCache = &gPoolNoCache;
+    tCacheFlushed = true;
     if (cache != &gPoolNoCache) TpoolCacheAccess::flush(cache);
   }
 };
 thread_local TcacheReaper tReaper;
-
-void deleteBlocks(TpoolMagazine& m) {
-  for (unsigned i = 0; i < m.count; ++i) ::operator delete(m.blocks[i]);
-  m.count = 0;
-}
 
 // The calling thread's magazine for `slot`; with `create`, the thread's cache is made (and
 // listed) on first use. Null when there is none and none could be made.
 TpoolMagazine* magazineOf(int slot, bool create) {
   TpoolThreadCache* cache = tPoolCache;
   if (cache == &gPoolNoCache) {
-    if (!create) return nullptr;
+    if (!create || tCacheFlushed) return nullptr;
+    // Every magazine starts with no room: a pool reserves some on its list at the first release.
     cache = static_cast<TpoolThreadCache*>(std::calloc(1, sizeof(TpoolThreadCache)));
     if (cache == nullptr) return nullptr;
-    for (int i = 0; i < vela::memory_internal::kPoolCacheSlots; ++i)
-      cache->slots[i].limit = vela::memory_internal::kPoolMagazineBlocks;
     TpoolRegistry& r = registry();
     {
       TmtScopedLock guard(r.lock);
@@ -89,23 +90,22 @@ TpoolMagazine* magazineOf(int slot, bool create) {
 
 void TpoolCacheAccess::flush(TpoolThreadCache* cache) {
   TpoolRegistry& r = registry();
-  {
-    TmtScopedLock guard(r.lock);
-    for (int slot = 0; slot < vela::memory_internal::kPoolCacheSlots; ++slot) {
-      TpoolMagazine& m = cache->slots[slot];
-      TpoolAllocator* owner = r.slotOwner[slot];
-      if (m.count == 0 || owner == nullptr) continue;
-      TmtScopedLock poolGuard(owner->fLock);
-      for (unsigned i = 0; i < m.count; ++i) owner->pushLocked(m.blocks[i]);
-      m.count = 0;
-    }
-    if (cache->prev != nullptr)
-      cache->prev->next = cache->next;
-    else
-      r.caches = cache->next;
-    if (cache->next != nullptr) cache->next->prev = cache->prev;
+  TmtScopedLock guard(r.lock);
+  for (int slot = 0; slot < vela::memory_internal::kPoolCacheSlots; ++slot) {
+    TpoolMagazine& m = cache->slots[slot];
+    TpoolAllocator* owner = r.slotOwner[slot];
+    if (owner == nullptr) continue;  // a pool that is gone took its blocks back already
+    TmtScopedLock poolGuard(owner->fLock);
+    // The room goes back first, so the blocks find it on the list.
+    owner->fReserved -= m.limit.exchange(0, std::memory_order_relaxed);
+    const unsigned count = m.count.exchange(0, std::memory_order_acquire);
+    for (unsigned i = 0; i < count; ++i) owner->pushLocked(m.blocks[i]);
   }
-  for (TpoolMagazine& m : cache->slots) deleteBlocks(m);
+  if (cache->prev != nullptr)
+    cache->prev->next = cache->next;
+  else
+    r.caches = cache->next;
+  if (cache->next != nullptr) cache->next->prev = cache->prev;
   std::free(cache);
 }
 
@@ -138,28 +138,56 @@ TpoolAllocator::TpoolAllocator(int blockBytes)
 }
 
 TpoolAllocator::~TpoolAllocator() {
-  {
-    TpoolRegistry& r = registry();
-    TmtScopedLock guard(r.lock);
-    for (std::size_t i = 0; i < r.count; ++i) {
-      if (r.pools[i] == this) {
-        r.pools[i] = r.pools[--r.count];
-        break;
-      }
-    }
-    if (fCacheId >= 0) {
-      // Every thread's blocks of this pool go now, so the slot's next owner starts empty.
-      for (TpoolThreadCache* cache = r.caches; cache != nullptr; cache = cache->next)
-        deleteBlocks(cache->slots[fCacheId]);
-      r.slotOwner[fCacheId] = nullptr;
+  TpoolRegistry& r = registry();
+  TmtScopedLock guard(r.lock);
+  for (std::size_t i = 0; i < r.count; ++i) {
+    if (r.pools[i] == this) {
+      r.pools[i] = r.pools[--r.count];
+      break;
     }
   }
-  cleanUpFreeList();
+  // Every thread's blocks of this pool go now, so the slot's next owner starts empty.
+  cleanUpUnderRegistry();
+  if (fCacheId >= 0) r.slotOwner[fCacheId] = nullptr;
 }
 
-void TpoolAllocator::freeThreadCache() {
-  if (fCacheId < 0) return;
-  if (TpoolMagazine* m = magazineOf(fCacheId, false)) deleteBlocks(*m);
+// Grows the list by one step unless it is already beyond the process limit.
+bool TpoolAllocator::roomLocked() {
+  if (fCount + fReserved < fCapacity) return true;
+  if (fBlockWords * 8 * fCapacity > sPoolLimit()) return false;
+  auto* grown = static_cast<void**>(std::realloc(fFreeList, (fCapacity + kGrowthStep) * sizeof(void*)));
+  if (grown == nullptr) return false;
+  fFreeList = grown;
+  fCapacity += kGrowthStep;
+  return true;
+}
+
+inline void TpoolAllocator::pushLocked(void* p) {
+  if (roomLocked())
+    fFreeList[fCount++] = p;
+  else
+    ::operator delete(p);
+}
+
+// Tops the magazine's room up to a full magazine, as far as the list has room for it.
+void TpoolAllocator::reserveLocked(TpoolMagazine& m) {
+  const unsigned have = m.limit.load(std::memory_order_relaxed);
+  if (have >= kMagazineBlocks) return;
+  unsigned grant = 0;
+  while (grant < kMagazineBlocks - have && roomLocked()) {
+    const std::size_t room = fCapacity - fCount - fReserved;
+    const unsigned take = static_cast<unsigned>(std::min<std::size_t>(room, kMagazineBlocks - have - grant));
+    grant += take;
+    fReserved += take;
+  }
+  m.limit.store(have + grant, std::memory_order_relaxed);
+}
+
+// Frees the blocks of a magazine of this pool (any thread's) and takes its room back.
+void TpoolAllocator::takeBackLocked(TpoolMagazine& m) {
+  fReserved -= m.limit.exchange(0, std::memory_order_relaxed);
+  const unsigned count = m.count.exchange(0, std::memory_order_acquire);
+  for (unsigned i = 0; i < count; ++i) ::operator delete(m.blocks[i]);
 }
 
 void* TpoolAllocator::allocateSlow() {
@@ -168,57 +196,59 @@ void* TpoolAllocator::allocateSlow() {
   {
     TmtScopedLock guard(fLock);
     if (fCount != 0) {
+      void* p = fFreeList[--fCount];
       // Refill this thread's cache with a batch while the lock is held anyway.
       if (m != nullptr) {
-        while (fCount > 1 && m->count < kMagazineBatch) m->blocks[m->count++] = fFreeList[--fCount];
+        reserveLocked(*m);
+        unsigned count = m->count.load(std::memory_order_relaxed);
+        const unsigned limit = std::min(m->limit.load(std::memory_order_relaxed), kMagazineBatch);
+        while (fCount != 0 && count < limit) m->blocks[count++] = fFreeList[--fCount];
+        m->count.store(count, std::memory_order_release);
       }
-      return fFreeList[--fCount];
+      return p;
     }
   }
   return ::operator new(fBlockWords * 8);
 }
 
-inline void TpoolAllocator::pushLocked(void* p) {
-  if (fCount == fCapacity) {
-    void** grown = nullptr;
-    if (fBlockWords * 8 * fCapacity <= sPoolLimit())
-      grown = static_cast<void**>(std::realloc(fFreeList, (fCapacity + kGrowthStep) * sizeof(void*)));
-    if (grown == nullptr) {
-      ::operator delete(p);
-      return;
-    }
-    fFreeList = grown;
-    fCapacity += kGrowthStep;
-  }
-  fFreeList[fCount++] = p;
-}
-
 void TpoolAllocator::freeSlow(void* p) {
   if (p == nullptr) return;
-  if (TpoolMagazine* m = fCacheId >= 0 ? magazineOf(fCacheId, true) : nullptr) {
-    if (m->count < kMagazineBlocks) {
-      m->blocks[m->count++] = p;
+  TpoolMagazine* m = fCacheId >= 0 ? magazineOf(fCacheId, true) : nullptr;
+  TmtScopedLock guard(fLock);
+  if (m != nullptr) {
+    reserveLocked(*m);
+    unsigned count = m->count.load(std::memory_order_relaxed);
+    if (count < m->limit.load(std::memory_order_relaxed)) {
+      m->blocks[count] = p;
+      m->count.store(count + 1, std::memory_order_release);
       return;
     }
-    // Full: hand a batch (and this block) to the shared list under one lock.
-    TmtScopedLock guard(fLock);
-    for (unsigned i = 0; i < kMagazineBatch; ++i) pushLocked(m->blocks[--m->count]);
-    pushLocked(p);
-    return;
+    // Full: hand a batch to the list while it has room, then this block.
+    while (count > kMagazineBlocks - kMagazineBatch && roomLocked()) fFreeList[fCount++] = m->blocks[--count];
+    m->count.store(count, std::memory_order_relaxed);
   }
-  TmtScopedLock guard(fLock);
   pushLocked(p);
 }
 
 void TpoolAllocator::cleanUpFreeList() {
+  TpoolRegistry& r = registry();
+  TmtScopedLock guard(r.lock);
+  cleanUpUnderRegistry();
+}
+
+// The registry lock is held: the threads' caches cannot come or go.
+void TpoolAllocator::cleanUpUnderRegistry() {
   void** list = nullptr;
   std::size_t count = 0;
   {
     TmtScopedLock guard(fLock);
+    if (fCacheId >= 0)
+      for (TpoolThreadCache* cache = registry().caches; cache != nullptr; cache = cache->next)
+        takeBackLocked(cache->slots[fCacheId]);
     list = fFreeList;
     count = fCount;
     fFreeList = nullptr;
-    fCount = fCapacity = 0;
+    fCount = fCapacity = fReserved = 0;
   }
   for (std::size_t i = 0; i < count; ++i) ::operator delete(list[i]);
   std::free(list);
@@ -232,7 +262,18 @@ std::size_t TpoolAllocator::cachedCount() const {
 std::size_t TpoolAllocator::threadCachedCount() const {
   if (fCacheId < 0) return 0;
   const TpoolMagazine* m = magazineOf(fCacheId, false);
-  return m != nullptr ? m->count : 0;
+  return m != nullptr ? m->count.load(std::memory_order_relaxed) : 0;
+}
+
+std::size_t TpoolAllocator::allCachedCount() const {
+  TpoolRegistry& r = registry();
+  TmtScopedLock guard(r.lock);
+  TmtScopedLock poolGuard(fLock);
+  std::size_t total = fCount;
+  if (fCacheId >= 0)
+    for (const TpoolThreadCache* cache = r.caches; cache != nullptr; cache = cache->next)
+      total += cache->slots[fCacheId].count.load(std::memory_order_acquire);
+  return total;
 }
 
 std::size_t TpoolAllocator::capacity() const {
@@ -243,10 +284,7 @@ std::size_t TpoolAllocator::capacity() const {
 void TpoolAllocator::resetAllPools() {
   TpoolRegistry& r = registry();
   TmtScopedLock guard(r.lock);
-  for (std::size_t i = 0; i < r.count; ++i) {
-    r.pools[i]->freeThreadCache();
-    r.pools[i]->cleanUpFreeList();
-  }
+  for (std::size_t i = 0; i < r.count; ++i) r.pools[i]->cleanUpUnderRegistry();
 }
 
 std::size_t TpoolAllocator::sPoolLimit() {

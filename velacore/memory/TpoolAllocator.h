@@ -12,18 +12,21 @@
 //   sNodePool.mpFree(raw);
 //
 // Pools of small blocks (up to 512 bytes) keep a few freed blocks per thread in front of the
-// shared list, so that an allocate/free cycle on one thread takes no lock at all; the shared list
-// behind it (and its limit) works as described above. That per-thread step is inline in this
-// header (a thread-local load, one compare and an array access), so a hot cycle makes no call.
+// shared list, so that an allocate/free cycle on one thread takes no lock at all. Those per-thread
+// caches are slices of the list: each holds room it reserved on the list under the lock, so the
+// list's capacity (and the process limit on it) bounds every block the pool keeps, whichever
+// thread holds it. That per-thread step is inline in this header (a thread-local load and one
+// compare-and-swap on a word only its thread writes), so a hot cycle makes no call; the
+// compare-and-swap is what lets cleanUpFreeList() and resetAllPools() take back the blocks that
+// other threads hold, while they run.
 //
 // Hazards: blocks are 8-byte granular and new-aligned; a block from one pool must go back to a
-// pool of the same block size; resetAllPools() frees the shared lists of every pool and the
-// calling thread's own cache, while other threads keep their few cached blocks until they exit
-// or the pool is destroyed (which must not overlap with its use on any thread).
+// pool of the same block size; destroying a pool must not overlap with its use on any thread.
 #pragma once
 
 #include <velacore/base/TmtCriticalSection.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -38,11 +41,14 @@ constexpr unsigned kPoolMagazineBlocks = 32;
 
 /// A thread's cached blocks of one pool: the pool that holds the slot now. A pool empties the
 /// magazines of its slot in every thread when it is destroyed, so a magazine never holds blocks
-/// of an earlier owner. `limit` is 0 in the spare magazine of pools without a slot and in the
-/// shared placeholder cache, so that the inline free never stores there.
+/// of an earlier owner. `limit` is the room the magazine reserved on the pool's list: 0 in the
+/// spare magazine of pools without a slot, in the shared placeholder cache and after a reset, so
+/// that the inline free never stores there. Only the owning thread raises `count` or writes
+/// `blocks`; another thread (under the pool's lock) may only swap `count` and `limit` to 0 and
+/// free the blocks it took that way.
 struct TpoolMagazine {
-  unsigned count;
-  unsigned limit;
+  std::atomic<unsigned> count;
+  std::atomic<unsigned> limit;
   void* blocks[kPoolMagazineBlocks];
 };
 
@@ -82,30 +88,41 @@ class TpoolAllocator {
   /// std::bad_alloc (or TmemoryException) when memory is exhausted.
   [[nodiscard]] void* mpAlloc() {
     vela::memory_internal::TpoolMagazine& m = magazine(vela::memory_internal::tPoolCache);
-    if (m.count != 0) return m.blocks[--m.count];
+    unsigned count = m.count.load(std::memory_order_relaxed);
+    if (count != 0) {
+      void* p = m.blocks[count - 1];
+      // Fails only when another thread took the magazine's blocks meanwhile.
+      if (m.count.compare_exchange_strong(count, count - 1, std::memory_order_relaxed)) return p;
+    }
     return allocateSlow();
   }
   /// Caches a block for reuse, or frees it when the cache is at the process limit. Null is ignored.
   void mpFree(void* p) {
     vela::memory_internal::TpoolMagazine& m = magazine(vela::memory_internal::tPoolCache);
-    if (m.count < m.limit && p != nullptr) {
-      m.blocks[m.count++] = p;
-      return;
+    unsigned count = m.count.load(std::memory_order_relaxed);
+    if (count < m.limit.load(std::memory_order_relaxed) && p != nullptr) {
+      m.blocks[count] = p;
+      // Release: a thread that takes the magazine's blocks sees this slot written.
+      if (m.count.compare_exchange_strong(count, count + 1, std::memory_order_release,
+                                          std::memory_order_relaxed))
+        return;
     }
     freeSlow(p);
   }
-  /// Frees every cached block and the list.
+  /// Frees every cached block, those in every thread's cache included, and the list.
   void cleanUpFreeList();
 
   /// Block size in bytes.
   [[nodiscard]] std::size_t blockBytes() const { return fBlockWords * 8; }
-  /// Blocks on the shared list, and the capacity of the list.
+  /// Blocks on the shared list, and the capacity of the list (which the per-thread caches share).
   [[nodiscard]] std::size_t cachedCount() const;
   /// Blocks in the calling thread's own cache of this pool.
   [[nodiscard]] std::size_t threadCachedCount() const;
+  /// Blocks the pool keeps: its list and every thread's cache of it.
+  [[nodiscard]] std::size_t allCachedCount() const;
   [[nodiscard]] std::size_t capacity() const;
 
-  /// Frees the cached blocks of every pool.
+  /// Frees the cached blocks of every pool, in every thread.
   static void resetAllPools();
   /// The process limit of a pool's cache in bytes (read once from the environment).
   [[nodiscard]] static std::size_t sPoolLimit();
@@ -116,8 +133,11 @@ class TpoolAllocator {
   friend struct TpoolCacheAccess;
   void* allocateSlow();
   void freeSlow(void* p);
+  bool roomLocked();
   void pushLocked(void* p);
-  void freeThreadCache();
+  void reserveLocked(vela::memory_internal::TpoolMagazine& m);
+  void takeBackLocked(vela::memory_internal::TpoolMagazine& m);
+  void cleanUpUnderRegistry();
   vela::memory_internal::TpoolMagazine& magazine(vela::memory_internal::TpoolThreadCache* cache) const {
     return *reinterpret_cast<vela::memory_internal::TpoolMagazine*>(reinterpret_cast<char*>(cache) +
                                                                     fMagazineOffset);
@@ -128,6 +148,7 @@ class TpoolAllocator {
   void** fFreeList = nullptr;
   std::size_t fCapacity = 0;
   std::size_t fCount = 0;
+  std::size_t fReserved = 0;  // list room held by the threads' magazines
   int fCacheId = -1;  // slot in the per-thread caches, -1 for none
   // The inline paths' view of the slot: its byte offset in a thread cache (the spare magazine,
   // always empty, for a pool without a slot).

@@ -8,6 +8,9 @@
 //               (TvariantArena for vela)
 //   coalesce    64 blocks of random sizes allocated in a row, then released in order, so every
 //               release in the arena merges with its free neighbour (the slow path)
+//   recorded    TmallocAllocator with use-malloc off: 64 live blocks of 16..512 bytes, one
+//               reallocated to a new size and one freed and allocated again per step, so every
+//               step looks up, inserts and removes address records (the pointer-key hash)
 //
 // mimalloc is loaded with dlopen so that linking it does not replace malloc for the glibc runs.
 #include <velacore/memory/Tallocator.h>
@@ -205,6 +208,48 @@ void BM_coalesce_mimalloc(benchmark::State& state) {
   if (haveMimalloc(state)) coalesce(state, miAlloc, miFree);
 }
 
+// ---- recorded ----
+
+template <class Alloc, class Realloc, class Free>
+void recorded(benchmark::State& state, Alloc alloc, Realloc resize, Free release) {
+  const Tstream& stream = mixedStream();
+  void* live[64];
+  for (std::size_t i = 0; i < 64; ++i) live[i] = alloc(stream.size[i]);
+  std::size_t step = 0;
+  for (auto _ : state) {
+    const std::size_t i = step++ & (kSteps - 1);
+    void*& a = live[stream.slot[i] & 63];
+    a = resize(a, stream.size[(i + 1) & (kSteps - 1)]);
+    void*& b = live[(stream.slot[i] >> 6) & 63];
+    release(b);
+    b = alloc(stream.size[i]);
+    benchmark::DoNotOptimize(b);
+  }
+  for (void* p : live) release(p);
+}
+
+// Use-malloc mode off for one benchmark (the switches are re-read around it).
+struct TrecordingMode {
+  TrecordingMode() {
+    setenv("VELA_USE_MALLOC", "0", 1);
+    TmallocAllocator::sReloadSwitches();
+  }
+  ~TrecordingMode() {
+    unsetenv("VELA_USE_MALLOC");
+    TmallocAllocator::sReloadSwitches();
+  }
+};
+
+void BM_recorded_vela(benchmark::State& state) {
+  TrecordingMode mode;
+  recorded(state, [](std::size_t n) { return TmallocAllocator::alloc(n, "Bench"); },
+           [](void* p, std::size_t n) { return TmallocAllocator::mallocAllocator().realloc(p, n, "Bench"); },
+           [](void* p) { TmallocAllocator::mallocAllocator().free(p, 0); });
+}
+void BM_recorded_glibc(benchmark::State& state) {
+  recorded(state, glibcAlloc, [](void* p, std::size_t n) { return std::realloc(p, n); }, glibcFree);
+}
+
 }  // namespace
 
 BENCHMARK(BM_pair64_vela);
@@ -224,3 +269,5 @@ BENCHMARK(BM_mixed_mimalloc);
 BENCHMARK(BM_coalesce_vela);
 BENCHMARK(BM_coalesce_glibc);
 BENCHMARK(BM_coalesce_mimalloc);
+BENCHMARK(BM_recorded_vela);
+BENCHMARK(BM_recorded_glibc);

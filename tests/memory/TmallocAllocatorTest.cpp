@@ -9,7 +9,9 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <map>
 #include <memory>
+#include <random>
 #include <sstream>
 #include <thread>
 #include <vector>
@@ -97,6 +99,45 @@ TEST_F(TrecordingTest, SmallBlocksComeFromTheHeapLargeOnesFromMappings) {
   a.free(at, 31744);
   EXPECT_EQ(TmallocAllocator::getArrayMemSize("Split"), 0u);
   EXPECT_EQ(TmallocAllocator::currentLargeBytes(), before);
+}
+
+TEST_F(TrecordingTest, RecordsFollowRandomReallocsAgainstAShadowMap) {
+  // Heap blocks resized at random (moved or in place): the records always hold exactly the
+  // live blocks with their latest sizes, whatever realloc did with the old addresses.
+  TmallocAllocator& a = TmallocAllocator::mallocAllocator();
+  std::mt19937 rng(7);
+  std::map<void*, std::size_t> shadow;
+  std::vector<void*> live;
+  for (int step = 0; step < 4000; ++step) {
+    const std::size_t size = 1 + rng() % (step % 50 == 0 ? 31743 : 600);
+    if (live.empty() || rng() % 3 == 0) {
+      void* p = TmallocAllocator::alloc(size, "Shadow");
+      shadow[p] = size;
+      live.push_back(p);
+    } else {
+      const std::size_t i = rng() % live.size();
+      void* q = a.realloc(live[i], size, "Shadow");
+      ASSERT_NE(q, nullptr);
+      shadow.erase(live[i]);
+      shadow[q] = size;
+      live[i] = q;
+    }
+    if (step % 97 == 0 && !live.empty()) {
+      const std::size_t i = rng() % live.size();
+      a.free(live[i]);
+      shadow.erase(live[i]);
+      live[i] = live.back();
+      live.pop_back();
+    }
+  }
+  std::size_t total = 0;
+  for (const auto& [p, size] : shadow) {
+    ASSERT_EQ(TmallocAllocator::blockSize(p), size);
+    total += size;
+  }
+  EXPECT_EQ(TmallocAllocator::getArrayMemSize("Shadow"), total);
+  for (void* p : live) a.free(p);
+  EXPECT_EQ(TmallocAllocator::getArrayMemSize("Shadow"), 0u);
 }
 
 TEST_F(TrecordingTest, ReallocMovesAGrowingBlockAndKeepsItsContents) {

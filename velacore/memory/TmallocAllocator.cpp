@@ -36,6 +36,26 @@ struct TblockRecord {
   bool large;  // from a page mapping rather than the runtime heap
 };
 
+}  // namespace
+
+// A block's address as a number: the records are keyed by it, so that realloc takes the key of
+// the block it may move before the call, and nothing reads the old pointer afterwards.
+struct TblockKey {
+  std::uintptr_t address;
+};
+
+template <>
+struct ThashKey<TblockKey> {
+  [[nodiscard]] static unsigned hash(TblockKey key) {
+    return ThashFunction::hash32(&key.address, sizeof key.address, 0);  // as the pointer's hash
+  }
+  [[nodiscard]] static bool equal(TblockKey a, TblockKey b) { return a.address == b.address; }
+};
+
+namespace {
+
+TblockKey keyOf(const void* p) { return {reinterpret_cast<std::uintptr_t>(p)}; }
+
 // All process state of the allocator. Never destroyed: blocks may be released during static
 // destruction of other libraries.
 struct TallocatorState {
@@ -52,7 +72,7 @@ struct TallocatorState {
   std::size_t peakLarge = 0;
   std::size_t heapAtPeak = 0;
   // Keyed by the 32-bit hash of the block address; grows and shrinks with the block count.
-  TdataHashTable<const void*, TblockRecord> records{0, 0xFFFFFFFF};
+  TdataHashTable<TblockKey, TblockRecord> records{0, 0xFFFFFFFF};
   TmallocAllocator::Tmapping zeroedMapping;
   TmallocAllocator::Tmapping diskMapping;
 };
@@ -224,7 +244,7 @@ void* allocLocked(TallocatorState& s, std::size_t size, const char* name, bool& 
     s.freeMemory.fetch_sub(static_cast<std::int64_t>(size));
   }
   try {
-    s.records.insertUnique(p, TblockRecord{size, name, large});
+    s.records.insertUnique(keyOf(p), TblockRecord{size, name, large});
   } catch (...) {
     if (large) {
       vela::platform::unmapPages(p, size);
@@ -240,10 +260,10 @@ void* allocLocked(TallocatorState& s, std::size_t size, const char* name, bool& 
 
 // Releases a recorded block. Called under the lock; returns false for an unknown address.
 bool freeLocked(TallocatorState& s, void* p) {
-  const TblockRecord* found = s.records.find(p);
+  const TblockRecord* found = s.records.find(keyOf(p));
   if (found == nullptr) return false;
   const TblockRecord record = *found;
-  s.records.remove(p);
+  s.records.remove(keyOf(p));
   if (record.large) {
     vela::platform::unmapPages(p, record.size);
     s.freeMemory.fetch_add(static_cast<std::int64_t>(record.size));
@@ -309,22 +329,23 @@ void* TmallocAllocator::realloc(void* p, std::size_t size, const char* name) {
     return nullptr;
   }
   std::unique_lock<TmtCriticalSection> guard(s.lock);
-  TblockRecord* found = s.records.find(p);
+  TblockRecord* found = s.records.find(keyOf(p));
   if (found == nullptr) return nullptr;
   const TblockRecord record = *found;
   if (!record.large && size < kLargeBlockBytes) {
+    const TblockKey old = keyOf(p);
     void* q = std::realloc(p, size);
     if (q == nullptr) {
       guard.unlock();
       outOfMemory(size);
       return nullptr;
     }
-    if (q == p) {
+    if (keyOf(q).address == old.address) {
       found->size = size;
       found->name = name;
     } else {
-      s.records.remove(p);
-      s.records.insertUnique(q, TblockRecord{size, name, false});
+      s.records.remove(old);
+      s.records.insertUnique(keyOf(q), TblockRecord{size, name, false});
     }
     return q;
   }
@@ -348,14 +369,14 @@ void* TmallocAllocator::realloc(void* p, std::size_t size, const char* name) {
 std::size_t TmallocAllocator::blockSize(const void* p) {
   TallocatorState& s = readyState();
   TmtScopedLock guard(s.lock);
-  const TblockRecord* found = s.records.find(p);
+  const TblockRecord* found = s.records.find(keyOf(p));
   return found == nullptr ? 0 : found->size;
 }
 
 bool TmallocAllocator::isLargeBlock(const void* p) {
   TallocatorState& s = readyState();
   TmtScopedLock guard(s.lock);
-  const TblockRecord* found = s.records.find(p);
+  const TblockRecord* found = s.records.find(keyOf(p));
   return found != nullptr && found->large;
 }
 
@@ -364,7 +385,7 @@ std::size_t TmallocAllocator::getArrayMemSize(const char* name) {
   TallocatorState& s = readyState();
   TmtScopedLock guard(s.lock);
   std::size_t total = 0;
-  s.records.forEach([&](const void*, const TblockRecord& record) {
+  s.records.forEach([&](const TblockKey&, const TblockRecord& record) {
     if (record.name != nullptr && std::strcmp(record.name, name) == 0) total += record.size;
   });
   return total;

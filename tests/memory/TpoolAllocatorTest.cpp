@@ -192,11 +192,15 @@ TEST_F(TpoolAllocatorTest, DestroyingAPoolEmptiesTheMagazinesOfLiveThreads) {
   {
     std::unique_lock<std::mutex> lock(mutex);
     changed.wait(lock, [&] { return phase == 1; });
-    pool.reset();
-    next = std::make_unique<TpoolAllocator>(200);
-    phase = 2;
-    changed.notify_all();
   }
+  // Not under the test's mutex: the pools' locks must not nest inside a test's lock.
+  pool.reset();
+  next = std::make_unique<TpoolAllocator>(200);
+  {
+    std::lock_guard<std::mutex> lock(mutex);
+    phase = 2;
+  }
+  changed.notify_all();
   worker.join();
   EXPECT_EQ(cachedInNext, 0u);
   EXPECT_EQ(next->cachedCount(), 1u) << "the worker's magazine drained into the list at its exit";
@@ -232,10 +236,13 @@ struct TparkedThreads {
     {
       std::unique_lock<std::mutex> lock(mutex);
       changed.wait(lock, [&] { return parked == threads; });
-      whileParked();
-      release = true;
-      changed.notify_all();
     }
+    whileParked();  // not under our mutex: the pools' locks must not nest inside a test's lock
+    {
+      std::lock_guard<std::mutex> lock(mutex);
+      release = true;
+    }
+    changed.notify_all();
     for (std::thread& w : workers) w.join();
   }
 };

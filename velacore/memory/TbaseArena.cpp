@@ -3,6 +3,7 @@
 #include <velacore/base/TmtCriticalSection.h>
 #include <velacore/environment/VelaEnv.h>
 #include <velacore/memory/Tallocator.h>
+#include <velacore/memory/TasanPoison.h>
 #include <velacore/memory/TcompactArena.h>
 #include <velacore/memory/TfixedArena.h>
 #include <velacore/memory/TstackArena.h>
@@ -143,6 +144,7 @@ void TbaseArena::unlinkPage(TpageLinks* page) {
 void TbaseArena::releasePage(TpageLinks* page, std::size_t bytes) {
   bytes = (bytes + 7) & ~std::size_t(7);
   fFootPrint -= bytes;
+  TasanPoison::unpoison(page, bytes);  // free blocks in it were poisoned
   fAllocator.free(page, bytes);
 }
 

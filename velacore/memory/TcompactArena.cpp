@@ -82,6 +82,7 @@ TcompactArena::TcompactPage* TcompactArena::makePage() {
     page->open = reinterpret_cast<std::uint64_t*>(reinterpret_cast<char*>(bits) + bitWordBytes(fBlocksPerPage));
     page->first = reinterpret_cast<char*>(page) + kPageHeaderBytes;
     page->end = page->first + fBlocksPerPage * fBlockSize;
+    TasanPoison::poison(page->first, static_cast<std::size_t>(page->end - page->first));
   }
   if (!enterInTable(page)) {
     unlinkPage(&page->links);
@@ -272,6 +273,7 @@ void TcompactArena::releaseIn(TcompactPage* page, const void* p) {
     reportError("TcompactArena \"%s\": block %p was released already", name() ? name() : "", p);
     return;
   }
+  TasanPoison::poison(p, fBlockSize);
   const std::size_t pos = page->positionOf(index);
   const std::size_t w = pos >> 6;
   page->bits[w] &= ~(std::uint64_t(1) << (pos & 63));

@@ -22,6 +22,7 @@
 #pragma once
 
 #include <velacore/base/TmtCriticalSection.h>
+#include <velacore/memory/TasanPoison.h>
 #include <velacore/memory/TbaseArena.h>
 
 #include <cstddef>
@@ -135,7 +136,9 @@ class TcompactArena : public TbaseArena {
     ++page->inUse;
     page->hint = pos + 1;
     ++fBlocksInUse;
-    return page->first + page->positionOf(pos) * fBlockSize;
+    char* block = page->first + page->positionOf(pos) * fBlockSize;
+    TasanPoison::unpoison(block, fBlockSize);
+    return block;
   }
 
   // The hint, else the first free block the summary word under the cursor leads to; null when
@@ -190,6 +193,7 @@ class TcompactArena : public TbaseArena {
     const std::size_t w = pos >> 6;
     const std::uint64_t bit = std::uint64_t(1) << (pos & 63);
     if (index * fBlockSize != offset || (page->bits[w] & bit) == 0 || page->inUse <= 1) return false;
+    TasanPoison::poison(p, fBlockSize);
     page->bits[w] &= ~bit;
     page->open[w >> 6] |= std::uint64_t(1) << (w & 63);
     if (w < page->cursor) page->cursor = w;

@@ -1,6 +1,7 @@
 #include <velacore/memory/TfixedArena.h>
 
 #include <velacore/memory/Tallocator.h>
+#include <velacore/memory/TasanPoison.h>
 
 #include <cassert>
 
@@ -40,6 +41,7 @@ void* TfixedArena::allocate() {
     void* p = fFreeList;
     fFreeList = *static_cast<void**>(p);
     ++fBlocksInUse;
+    TasanPoison::unpoison(p, fBlockSize);
     return p;
   }
   if (fNext == fEnd) {
@@ -52,10 +54,12 @@ void* TfixedArena::allocate() {
     page->reserved = 0;
     fNext = page->first;
     fEnd = page->end;
+    TasanPoison::poison(fNext, static_cast<std::size_t>(fEnd - fNext));
   }
   void* p = fNext;
   fNext += fBlockSize;
   ++fBlocksInUse;
+  TasanPoison::unpoison(p, fBlockSize);
   return p;
 }
 
@@ -70,6 +74,8 @@ void TfixedArena::deallocate(void* p) {
   *static_cast<void**>(p) = fFreeList;
   fFreeList = p;
   --fBlocksInUse;
+  // The free-list link stays readable.
+  TasanPoison::poison(static_cast<char*>(p) + sizeof(void*), fBlockSize - sizeof(void*));
 }
 
 bool TfixedArena::owns(const void* p) const {

@@ -9,6 +9,12 @@
 
 namespace {
 
+// Cached blocks are poisoned; they go back to the heap usable.
+void dropBlock(void* p, std::size_t bytes) {
+  TasanPoison::unpoison(p, bytes);
+  ::operator delete(p);
+}
+
 constexpr std::size_t kDefaultPoolLimit = std::size_t(8) << 20;
 constexpr unsigned kMagazineBlocks = vela::memory_internal::kPoolMagazineBlocks;
 constexpr unsigned kMagazineBatch = 16;   // blocks moved to or from the shared list at once
@@ -166,7 +172,7 @@ inline void TpoolAllocator::pushLocked(void* p) {
   if (roomLocked())
     fFreeList[fCount++] = p;
   else
-    ::operator delete(p);
+    dropBlock(p, blockBytes());
 }
 
 // Tops the magazine's room up to a full magazine, as far as the list has room for it.
@@ -187,7 +193,7 @@ void TpoolAllocator::reserveLocked(TpoolMagazine& m) {
 void TpoolAllocator::takeBackLocked(TpoolMagazine& m) {
   fReserved -= m.limit.exchange(0, std::memory_order_relaxed);
   const unsigned count = m.count.exchange(0, std::memory_order_acquire);
-  for (unsigned i = 0; i < count; ++i) ::operator delete(m.blocks[i]);
+  for (unsigned i = 0; i < count; ++i) dropBlock(m.blocks[i], blockBytes());
 }
 
 void* TpoolAllocator::allocateSlow() {
@@ -197,6 +203,7 @@ void* TpoolAllocator::allocateSlow() {
     TmtScopedLock guard(fLock);
     if (fCount != 0) {
       void* p = fFreeList[--fCount];
+      TasanPoison::unpoison(p, blockBytes());
       // Refill this thread's cache with a batch while the lock is held anyway.
       if (m != nullptr) {
         reserveLocked(*m);
@@ -213,6 +220,7 @@ void* TpoolAllocator::allocateSlow() {
 
 void TpoolAllocator::freeSlow(void* p) {
   if (p == nullptr) return;
+  TasanPoison::poison(p, blockBytes());
   TpoolMagazine* m = fCacheId >= 0 ? magazineOf(fCacheId, true) : nullptr;
   TmtScopedLock guard(fLock);
   if (m != nullptr) {
@@ -250,7 +258,7 @@ void TpoolAllocator::cleanUpUnderRegistry() {
     fFreeList = nullptr;
     fCount = fCapacity = fReserved = 0;
   }
-  for (std::size_t i = 0; i < count; ++i) ::operator delete(list[i]);
+  for (std::size_t i = 0; i < count; ++i) dropBlock(list[i], blockBytes());
   std::free(list);
 }
 

@@ -25,6 +25,7 @@
 #pragma once
 
 #include <velacore/base/TmtCriticalSection.h>
+#include <velacore/memory/TasanPoison.h>
 
 #include <atomic>
 #include <cstddef>
@@ -92,7 +93,10 @@ class TpoolAllocator {
     if (count != 0) {
       void* p = m.blocks[count - 1];
       // Fails only when another thread took the magazine's blocks meanwhile.
-      if (m.count.compare_exchange_strong(count, count - 1, std::memory_order_relaxed)) return p;
+      if (m.count.compare_exchange_strong(count, count - 1, std::memory_order_relaxed)) {
+        TasanPoison::unpoison(p, blockBytes());
+        return p;
+      }
     }
     return allocateSlow();
   }
@@ -101,6 +105,7 @@ class TpoolAllocator {
     vela::memory_internal::TpoolMagazine& m = magazine(vela::memory_internal::tPoolCache);
     unsigned count = m.count.load(std::memory_order_relaxed);
     if (count < m.limit.load(std::memory_order_relaxed) && p != nullptr) {
+      TasanPoison::poison(p, blockBytes());  // cached blocks are poisoned
       m.blocks[count] = p;
       // Release: a thread that takes the magazine's blocks sees this slot written.
       if (m.count.compare_exchange_strong(count, count + 1, std::memory_order_release,

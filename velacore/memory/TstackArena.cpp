@@ -1,6 +1,7 @@
 #include <velacore/memory/TstackArena.h>
 
 #include <velacore/memory/Tallocator.h>
+#include <velacore/memory/TasanPoison.h>
 #include <velacore/memory/internal/TarenaGuard.h>
 #include <velacore/memory/internal/TmemoryReport.h>
 
@@ -83,6 +84,7 @@ void* TstackArena::allocateLocked(std::size_t size) {
     if (!fits(page)) return nullptr;
   }
   auto* block = reinterpret_cast<TstackBlock*>(page->data() + start);
+  TasanPoison::unpoison(block, kBlockHeaderBytes + size);  // may lie where a released block was
   block->page = page;
   block->size = kBlockHeaderBytes + size;
   page->top = start + kBlockHeaderBytes + size;
@@ -112,6 +114,7 @@ void TstackArena::deallocateLocked(void* p) {
   fAllocatedMemory -= static_cast<std::int64_t>(block->size - kBlockHeaderBytes);
   const std::size_t start = static_cast<std::size_t>(reinterpret_cast<char*>(block) - page->data());
   if (start + block->size == page->top) page->top = start;  // the newest block: pop it
+  TasanPoison::poison(p, block->size - kBlockHeaderBytes);
   block->size = 0;
   if (--page->inUse == 0) {
     page->top = 0;

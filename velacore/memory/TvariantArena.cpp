@@ -1,6 +1,7 @@
 #include <velacore/memory/TvariantArena.h>
 
 #include <velacore/memory/Tallocator.h>
+#include <velacore/memory/TasanPoison.h>
 #include <velacore/memory/internal/TarenaGuard.h>
 #include <velacore/memory/internal/TmemoryReport.h>
 
@@ -205,6 +206,10 @@ void TvariantArena::initPage(Tpage* page, std::size_t dataBytes) {
   static_assert(sizeof(Tpage) == kPageHeaderBytes && sizeof(Tblock) == kBlockHeaderBytes);
   page->dataSize = dataBytes;
   page->inUse = 0;
+  // A free block is poisoned behind its bin links (a reused page was poisoned as a whole).
+  TasanPoison::unpoison(page->data(), kBlockHeaderBytes + sizeof(Tblock::TfreeLinks));
+  TasanPoison::poison(page->data() + kBlockHeaderBytes + sizeof(Tblock::TfreeLinks),
+                      dataBytes - kBlockHeaderBytes - sizeof(Tblock::TfreeLinks));
   Tblock* block = page->first();
   block->prevSize = 0;
   block->sizeWord = ((dataBytes - kBlockHeaderBytes) << 1) | 1;
@@ -242,6 +247,9 @@ inline void TvariantArena::splitAndInsertRest(Tblock* block, std::size_t size) {
   Tpage* page = block->page;
   auto* rest = reinterpret_cast<Tblock*>(block->user() + size);
   const std::size_t restSize = old - size - kBlockHeaderBytes;
+  // The rest's header and links were free space (poisoned) or user data until now.
+  TasanPoison::unpoison(rest, kBlockHeaderBytes + sizeof(Tblock::TfreeLinks));
+  TasanPoison::poison(rest->user() + sizeof(Tblock::TfreeLinks), restSize - sizeof(Tblock::TfreeLinks));
   rest->prevSize = size;
   rest->sizeWord = (restSize << 1) | 1;
   rest->page = page;
@@ -287,6 +295,7 @@ __attribute__((always_inline)) inline void* TvariantArena::allocateLocked(std::s
   ++page->inUse;
   fAllocatedMemory += static_cast<std::int64_t>(block->size());
   if (fUseLastPageFirst) fLastPage = page;
+  TasanPoison::unpoison(block->user(), block->size());
   return block->user();
 }
 
@@ -334,6 +343,7 @@ __attribute__((always_inline)) inline void TvariantArena::deallocateLocked(Tbloc
     if (fLastPage == page) fLastPage = nullptr;
     block->sizeWord |= 1;  // so that a second release of it is recognised
     page->inUse = 0;
+    TasanPoison::poison(block->user(), user);  // the other blocks are free, so poisoned already
     unlinkPage(&page->links);
     savePage(&page->links, page->dataSize + kPageHeaderBytes);
     freedSize = page->dataSize - kBlockHeaderBytes;
@@ -363,6 +373,7 @@ __attribute__((always_inline)) inline void TvariantArena::deallocateLocked(Tbloc
   start->sizeWord = (total << 1) | 1;
   if (start != page->last) start->next()->prevSize = total;
   link(start);
+  TasanPoison::poison(start->user() + sizeof(Tblock::TfreeLinks), total - sizeof(Tblock::TfreeLinks));
   --page->inUse;
   freedSize = total;
 }
@@ -433,6 +444,7 @@ void* TvariantArena::reallocateLocked(void* p, std::size_t size) {
       splitAndInsertRest(block, rounded);
     }
     fAllocatedMemory += static_cast<std::int64_t>(block->size()) - static_cast<std::int64_t>(old);
+    TasanPoison::unpoison(p, block->size());
     return p;
   }
   void* q = allocateLocked(size, fVariantPageSize);

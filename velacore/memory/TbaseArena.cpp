@@ -4,8 +4,10 @@
 #include <velacore/environment/VelaEnv.h>
 #include <velacore/memory/Tallocator.h>
 #include <velacore/memory/TasanPoison.h>
+#include <velacore/memory/internal/TarenaGuard.h>
 #include <velacore/memory/TcompactArena.h>
 #include <velacore/memory/TfixedArena.h>
+#include <velacore/memory/TmemoryUsage.h>
 #include <velacore/memory/TstackArena.h>
 #include <velacore/memory/TvariantArena.h>
 
@@ -121,6 +123,7 @@ TbaseArena::TpageLinks* TbaseArena::newPage(std::size_t bytes) {
   page->prev = nullptr;
   page->next = nullptr;
   fFootPrint += bytes;
+  if (fFootPrint > fPeakFootPrint) fPeakFootPrint = fFootPrint;
   linkPage(page);
   return page;
 }
@@ -230,6 +233,49 @@ void TbaseArena::sPrintArenas(std::ostream& out) {
         *static_cast<std::ostream*>(context)
             << (arena->name() ? arena->name() : "(unnamed)") << " kind " << type << ": footprint "
             << arena->footPrint() << " bytes, " << arena->allocatedMemory() << " in use\n";
+      },
+      &out);
+}
+
+TmtCriticalSection* TbaseArena::lockOf() const {
+  switch (fPageType) {
+    case kVariantPage: return static_cast<const TvariantArena*>(this)->fLock;
+    case kCompactPage: return static_cast<const TcompactArena*>(this)->fLock;
+    case kStackPage: return static_cast<const TstackArena*>(this)->fLock;
+    default: return nullptr;
+  }
+}
+
+std::size_t TbaseArena::usedLocked() const {
+  std::int64_t used = 0;
+  switch (fPageType) {
+    case kVariantPage: used = static_cast<const TvariantArena*>(this)->fAllocatedMemory; break;
+    case kCompactPage: {
+      const auto* compact = static_cast<const TcompactArena*>(this);
+      used = compact->fBlocksInUse * static_cast<std::int64_t>(compact->fBlockSize);
+      break;
+    }
+    case kFixedPage: used = static_cast<const TfixedArena*>(this)->allocatedMemory(); break;
+    case kStackPage: used = static_cast<const TstackArena*>(this)->fAllocatedMemory; break;
+    case kUnknownPage: break;
+  }
+  return used > 0 ? static_cast<std::size_t>(used) : 0;
+}
+
+void TbaseArena::sCollectUsage(std::vector<TmemoryUsage>& out) {
+  sForEachArena(
+      [](TbaseArena* arena, TpageType type, void* context) {
+        static const char* const kKinds[] = {"arena", "variant", "fixed", "compact", "stack"};
+        TmemoryUsage usage;
+        usage.name = arena->name() != nullptr ? arena->name() : "(unnamed)";
+        usage.kind = type >= kUnknownPage && type <= kStackPage ? kKinds[type] : "arena";
+        {
+          vela::memory_internal::TarenaGuard guard(arena->lockOf());
+          usage.reserved = arena->fFootPrint;
+          usage.peak = arena->fPeakFootPrint;
+          usage.used = arena->usedLocked();
+        }
+        static_cast<std::vector<TmemoryUsage>*>(context)->push_back(std::move(usage));
       },
       &out);
 }

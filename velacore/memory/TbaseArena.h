@@ -23,8 +23,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
+#include <vector>
 
 class Tallocator;
+class TmtCriticalSection;
+struct TmemoryUsage;
 
 /// The root of the arena family; owns the PURIFY switch and its checked allocations.
 class TpureArena {
@@ -72,6 +75,8 @@ class TbaseArena : public TpureArena {
   [[nodiscard]] TpageType pageType() const { return fPageType; }
   /// Bytes of pages currently taken from the allocator, the saved empty page included.
   [[nodiscard]] std::size_t footPrint() const { return fFootPrint; }
+  /// The largest footPrint() so far.
+  [[nodiscard]] std::size_t peakFootPrint() const { return fPeakFootPrint; }
   /// Bytes handed out to users and not yet released.
   [[nodiscard]] std::int64_t allocatedMemory() const;
   /// Whether the arena holds pages it could give back (a saved page or any page while empty).
@@ -90,6 +95,8 @@ class TbaseArena : public TpureArena {
   [[nodiscard]] static bool sIsRegistered(const TbaseArena* arena);
   /// Writes one line per registered arena (name, kind, footprint, bytes in use).
   static void sPrintArenas(std::ostream& out);
+  /// Appends the reserved, used and peak bytes of every registered arena.
+  static void sCollectUsage(std::vector<TmemoryUsage>& out);
 
  protected:
   /// Links shared by the page headers of every arena kind: they start with these three words.
@@ -124,7 +131,12 @@ class TbaseArena : public TpureArena {
   Tallocator& fAllocator;
   const char* fName;
   std::size_t fFootPrint = 0;
+  std::size_t fPeakFootPrint = 0;
   TpageType fPageType;
+
+  // The lock of a thread-safe arena (null for the others) and, under it, the bytes in use.
+  TmtCriticalSection* lockOf() const;
+  std::size_t usedLocked() const;
 };
 
 /// An arena whose blocks can be released one by one (the variant and fixed arenas).

@@ -5,6 +5,7 @@
 #include <velacore/base/TstringCatalog.h>
 #include <velacore/containers/TdataHashTable.h>
 #include <velacore/environment/VelaEnv.h>
+#include <velacore/memory/TmemoryUsage.h>
 #include <velacore/memory/internal/TmemoryReport.h>
 #include <velacore/platform/TplatformHeap.h>
 #include <velacore/platform/TplatformMemory.h>
@@ -133,7 +134,9 @@ void open(TallocatorState& s) {
   if (s.useMalloc.load() == kOff) s.pageSize.store(16);
 }
 
-void statisticsLines(std::vector<std::string>& lines) {
+// With `withArenas`, one line per arena and pool follows. The out-of-memory report leaves them
+// out: it may run inside an arena's own locked call, and listing takes every arena's lock.
+void statisticsLines(std::vector<std::string>& lines, bool withArenas) {
   vela::platform::TprocessUsage usage;
   if (!vela::platform::processUsage(usage)) usage = {};
   TallocatorState& s = state();
@@ -161,6 +164,15 @@ void statisticsLines(std::vector<std::string>& lines) {
   addMegabytes("s_TmallocAllocatorStrings.rPeakEstimated", static_cast<double>(peak + heapAtPeak));
   addMegabytes("s_TmallocAllocatorStrings.rPeakArenaSize", static_cast<double>(peak));
   addMegabytes("s_TmallocAllocatorStrings.rCurrent", static_cast<double>(current));
+  if (!withArenas) return;
+  const std::vector<TmemoryUsage> arenas = TmemoryUsage::sCollect();
+  lines.emplace_back(text("s_TmallocAllocatorStrings.rArenaUsage"));
+  for (const TmemoryUsage& u : arenas) {
+    std::snprintf(line, sizeof line, text("s_TmallocAllocatorStrings.rArenaUsageFmt"), u.kind.c_str(),
+                  u.name.c_str(), static_cast<unsigned long long>(u.reserved),
+                  static_cast<unsigned long long>(u.used), static_cast<unsigned long long>(u.peak));
+    lines.emplace_back(line);
+  }
 }
 
 // The report made when memory runs out; throws unless the report is switched off, in which case
@@ -184,7 +196,7 @@ void outOfMemory(std::size_t request) {
                static_cast<double>(TmallocAllocator::kLowMemoryThreshold) * kBytesToMegabytes);
   std::fprintf(stderr, "%s\n", text("s_TmallocAllocatorStrings.rMemoryUseWhenThrown"));
   std::vector<std::string> lines;
-  statisticsLines(lines);
+  statisticsLines(lines, false);
   for (const std::string& line : lines) std::fprintf(stderr, "%s\n", line.c_str());
   std::fputs(kSeparator, stderr);
   std::fflush(stderr);
@@ -456,14 +468,14 @@ std::size_t TmallocAllocator::heapBytesAtPeak() {
 
 void TmallocAllocator::printStatistics(std::ostream& out) {
   std::vector<std::string> lines;
-  statisticsLines(lines);
+  statisticsLines(lines, true);
   out << kSeparator;
   for (const std::string& line : lines) out << line << '\n';
 }
 
 void TmallocAllocator::getStatistics(TstringArray& lines) {
   std::vector<std::string> text;
-  statisticsLines(text);
+  statisticsLines(text, true);
   for (const std::string& line : text) lines.addLast(Tstring(line.c_str()));
 }
 

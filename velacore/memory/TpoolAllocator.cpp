@@ -1,6 +1,7 @@
 #include <velacore/memory/TpoolAllocator.h>
 
 #include <velacore/environment/VelaEnv.h>
+#include <velacore/memory/TmemoryUsage.h>
 
 #include <algorithm>
 #include <atomic>
@@ -8,12 +9,6 @@
 #include <new>
 
 namespace {
-
-// Cached blocks are poisoned; they go back to the heap usable.
-void dropBlock(void* p, std::size_t bytes) {
-  TasanPoison::unpoison(p, bytes);
-  ::operator delete(p);
-}
 
 constexpr std::size_t kDefaultPoolLimit = std::size_t(8) << 20;
 constexpr unsigned kMagazineBlocks = vela::memory_internal::kPoolMagazineBlocks;
@@ -115,8 +110,10 @@ void TpoolCacheAccess::flush(TpoolThreadCache* cache) {
   std::free(cache);
 }
 
-TpoolAllocator::TpoolAllocator(int blockBytes)
-    : fBlockWords((static_cast<std::size_t>(blockBytes > 0 ? blockBytes : 1) + 7) / 8) {
+TpoolAllocator::TpoolAllocator(int blockBytes) : TpoolAllocator(blockBytes, nullptr) {}
+
+TpoolAllocator::TpoolAllocator(int blockBytes, const char* name)
+    : fBlockWords((static_cast<std::size_t>(blockBytes > 0 ? blockBytes : 1) + 7) / 8), fName(name) {
   if (gPoolLimit.load(std::memory_order_acquire) == 0) {
     std::size_t expected = 0;
     gPoolLimit.compare_exchange_strong(expected, readPoolLimit());
@@ -172,7 +169,14 @@ inline void TpoolAllocator::pushLocked(void* p) {
   if (roomLocked())
     fFreeList[fCount++] = p;
   else
-    dropBlock(p, blockBytes());
+    dropBlock(p);
+}
+
+// Cached blocks are poisoned; they go back to the heap usable.
+void TpoolAllocator::dropBlock(void* p) {
+  TasanPoison::unpoison(p, blockBytes());
+  ::operator delete(p);
+  fMade.fetch_sub(1, std::memory_order_relaxed);
 }
 
 // Tops the magazine's room up to a full magazine, as far as the list has room for it.
@@ -193,7 +197,7 @@ void TpoolAllocator::reserveLocked(TpoolMagazine& m) {
 void TpoolAllocator::takeBackLocked(TpoolMagazine& m) {
   fReserved -= m.limit.exchange(0, std::memory_order_relaxed);
   const unsigned count = m.count.exchange(0, std::memory_order_acquire);
-  for (unsigned i = 0; i < count; ++i) dropBlock(m.blocks[i], blockBytes());
+  for (unsigned i = 0; i < count; ++i) dropBlock(m.blocks[i]);
 }
 
 void* TpoolAllocator::allocateSlow() {
@@ -215,7 +219,12 @@ void* TpoolAllocator::allocateSlow() {
       return p;
     }
   }
-  return ::operator new(fBlockWords * 8);
+  void* p = ::operator new(fBlockWords * 8);
+  const std::int64_t made = fMade.fetch_add(1, std::memory_order_relaxed) + 1;
+  std::int64_t peak = fPeakMade.load(std::memory_order_relaxed);
+  while (made > peak && !fPeakMade.compare_exchange_weak(peak, made, std::memory_order_relaxed)) {
+  }
+  return p;
 }
 
 void TpoolAllocator::freeSlow(void* p) {
@@ -258,7 +267,7 @@ void TpoolAllocator::cleanUpUnderRegistry() {
     fFreeList = nullptr;
     fCount = fCapacity = fReserved = 0;
   }
-  for (std::size_t i = 0; i < count; ++i) dropBlock(list[i], blockBytes());
+  for (std::size_t i = 0; i < count; ++i) dropBlock(list[i]);
   std::free(list);
 }
 
@@ -274,12 +283,15 @@ std::size_t TpoolAllocator::threadCachedCount() const {
 }
 
 std::size_t TpoolAllocator::allCachedCount() const {
-  TpoolRegistry& r = registry();
-  TmtScopedLock guard(r.lock);
+  TmtScopedLock guard(registry().lock);
+  return cachedUnderRegistry();
+}
+
+std::size_t TpoolAllocator::cachedUnderRegistry() const {
   TmtScopedLock poolGuard(fLock);
   std::size_t total = fCount;
   if (fCacheId >= 0)
-    for (const TpoolThreadCache* cache = r.caches; cache != nullptr; cache = cache->next)
+    for (const TpoolThreadCache* cache = registry().caches; cache != nullptr; cache = cache->next)
       total += cache->slots[fCacheId].count.load(std::memory_order_acquire);
   return total;
 }
@@ -293,6 +305,25 @@ void TpoolAllocator::resetAllPools() {
   TpoolRegistry& r = registry();
   TmtScopedLock guard(r.lock);
   for (std::size_t i = 0; i < r.count; ++i) r.pools[i]->cleanUpUnderRegistry();
+}
+
+void TpoolAllocator::sCollectUsage(std::vector<TmemoryUsage>& out) {
+  TpoolRegistry& r = registry();
+  TmtScopedLock guard(r.lock);
+  for (std::size_t i = 0; i < r.count; ++i) {
+    const TpoolAllocator* pool = r.pools[i];
+    const std::size_t cached = pool->cachedUnderRegistry();
+    // Blocks made elsewhere may be given to a pool: its counts then only bound what it holds.
+    const auto made = static_cast<std::size_t>(std::max<std::int64_t>(pool->fMade.load(std::memory_order_relaxed), 0));
+    const auto peak = static_cast<std::size_t>(std::max<std::int64_t>(pool->fPeakMade.load(std::memory_order_relaxed), 0));
+    TmemoryUsage usage;
+    usage.name = pool->fName != nullptr ? pool->fName : "pool of " + std::to_string(pool->blockBytes()) + " bytes";
+    usage.kind = "pool";
+    usage.reserved = std::max(made, cached) * pool->blockBytes();
+    usage.used = (made > cached ? made - cached : 0) * pool->blockBytes();
+    usage.peak = std::max(peak * pool->blockBytes(), usage.reserved);
+    out.push_back(std::move(usage));
+  }
 }
 
 std::size_t TpoolAllocator::sPoolLimit() {

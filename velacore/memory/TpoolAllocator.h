@@ -30,8 +30,10 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 class TpoolAllocator;
+struct TmemoryUsage;
 
 namespace vela::memory_internal {
 
@@ -81,6 +83,8 @@ class TpoolAllocator {
 
   /// A pool of blocks of `blockBytes` bytes (rounded up to 8).
   explicit TpoolAllocator(int blockBytes);
+  /// As above, listed under `name` in the memory statistics (the pointer is kept, not copied).
+  TpoolAllocator(int blockBytes, const char* name);
   ~TpoolAllocator();
   TpoolAllocator(const TpoolAllocator&) = delete;
   TpoolAllocator& operator=(const TpoolAllocator&) = delete;
@@ -133,6 +137,8 @@ class TpoolAllocator {
   [[nodiscard]] static std::size_t sPoolLimit();
   /// Re-reads VELA_HW_MAXIMUM_POOL_ALLOCATOR_SIZE; meant for tests.
   static void sReloadPoolLimit();
+  /// Appends the reserved (blocks made and not freed), used and peak bytes of every pool.
+  static void sCollectUsage(std::vector<TmemoryUsage>& out);
 
  private:
   friend struct TpoolCacheAccess;
@@ -143,6 +149,8 @@ class TpoolAllocator {
   void reserveLocked(vela::memory_internal::TpoolMagazine& m);
   void takeBackLocked(vela::memory_internal::TpoolMagazine& m);
   void cleanUpUnderRegistry();
+  std::size_t cachedUnderRegistry() const;
+  void dropBlock(void* p);
   vela::memory_internal::TpoolMagazine& magazine(vela::memory_internal::TpoolThreadCache* cache) const {
     return *reinterpret_cast<vela::memory_internal::TpoolMagazine*>(reinterpret_cast<char*>(cache) +
                                                                     fMagazineOffset);
@@ -150,6 +158,11 @@ class TpoolAllocator {
 
   mutable TmtCriticalSection fLock;
   std::size_t fBlockWords;
+  const char* fName = nullptr;
+  // Blocks made with operator new and not yet deleted, and the most at one time. Kept on the
+  // out-of-line paths only: the inline cycle does not change them.
+  std::atomic<std::int64_t> fMade{0};
+  std::atomic<std::int64_t> fPeakMade{0};
   void** fFreeList = nullptr;
   std::size_t fCapacity = 0;
   std::size_t fCount = 0;

@@ -49,6 +49,7 @@ class TstackArena : public TbaseArena {
   TmtCriticalSection* fLock = nullptr;
 
  private:
+  friend class TbaseArena;
   struct Tpage;
   void* allocateLocked(std::size_t size);
   void deallocateLocked(void* p);

@@ -26,6 +26,7 @@
 #if defined(VELA_POISON_FREE_BLOCKS)
 extern "C" void __asan_poison_memory_region(void const volatile* addr, std::size_t size);
 extern "C" void __asan_unpoison_memory_region(void const volatile* addr, std::size_t size);
+extern "C" void* __asan_region_is_poisoned(void* beg, std::size_t size);
 #endif
 
 struct TasanPoison {
@@ -40,6 +41,15 @@ struct TasanPoison {
   static void poison([[maybe_unused]] const void* p, [[maybe_unused]] std::size_t size) {
 #if defined(VELA_POISON_FREE_BLOCKS)
     __asan_poison_memory_region(p, size);
+#endif
+  }
+  /// Whether any of `size` bytes at `p` is poisoned (always false without AddressSanitizer), so
+  /// that a consistency check can refuse to follow a damaged link into free space.
+  [[nodiscard]] static bool isPoisoned([[maybe_unused]] const void* p, [[maybe_unused]] std::size_t size) {
+#if defined(VELA_POISON_FREE_BLOCKS)
+    return __asan_region_is_poisoned(const_cast<void*>(p), size) != nullptr;
+#else
+    return false;
 #endif
   }
   /// Marks `size` bytes at `p` as usable again.

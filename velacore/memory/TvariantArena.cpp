@@ -547,6 +547,7 @@ int TvariantArena::checkConsistency() const {
     bool prevFree = false;
     Tblock* b = page->first();
     for (;;) {
+      if (TasanPoison::isPoisoned(b, kBlockHeaderBytes)) { fault("block header lies in free space", b); return -1; }
       if (b->page != page) { fault("block names the wrong page", b); return -1; }
       if (b->prevSize != prevSize) fault("previous-size tag does not match", b);
       if (b->size() < 16 || b->size() % 8 != 0) { fault("bad block size", b); return -1; }

@@ -5,8 +5,9 @@
 // once as a "use-after-poison" instead of silently corrupting the next owner. Elsewhere both
 // calls are empty inline functions and cost nothing.
 //
-//   TasanPoison::poison(block, size);     // the block went back to its arena
-//   TasanPoison::unpoison(block, size);   // handed out again
+//   alignas(8) char block[64];
+//   TasanPoison::poison(block, sizeof block);     // the block went back to its arena
+//   TasanPoison::unpoison(block, sizeof block);   // handed out again
 //
 // Hazards: a region stays poisoned until unpoisoned, whoever owns the memory next; an arena must
 // unpoison a page before it goes back to its allocator. Regions are tracked in 8-byte granules,

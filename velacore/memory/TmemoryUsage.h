@@ -7,8 +7,9 @@
 //
 //   TvariantArena meshes(65536, 8, TmallocAllocator::mallocAllocator(), "Meshes");
 //   void* p = meshes.allocate(1000);
+//   std::size_t inUse = 0;
 //   for (const TmemoryUsage& u : TmemoryUsage::sCollect())
-//     if (u.name == "Meshes") std::cout << u.used << " of " << u.reserved << " bytes in use\n";
+//     if (u.name == "Meshes") inUse = u.used;    // 1000 bytes handed out
 //
 // Hazards: a snapshot; other threads may change the figures right after. Arenas of one name
 // appear once each (names are not merged). A pool made without a name is listed as

@@ -151,6 +151,10 @@ bool Tnamespace::isWithin(const Tnamespace* ns) const {
 
 Tstring Tnamespace::nextIncrement(const Tstring& base) const {
   TstoreLock guard(storeLock());
+  return nextIncrementLocked(base, nullptr);
+}
+
+Tstring Tnamespace::nextIncrementLocked(const Tstring& base, bool* mayBeTaken) const {
   // "@" sorts after every digit and before every letter and "_": the greatest name not above
   // base@ is the one with the highest trailing number for this base (or a smaller name).
   Tstring probe = base;
@@ -159,7 +163,11 @@ Tstring Tnamespace::nextIncrement(const Tstring& base) const {
   if (it == fEntries.begin()) return Tstring("1");
   --it;
   const TnameString& found = it->first;
-  if (it->second == nullptr) return Tstring("1");
+  if (it->second == nullptr) {
+    // A held name: "1" may be taken by an object of the base below it.
+    if (mayBeTaken != nullptr) *mayBeTaken = true;
+    return Tstring("1");
+  }
   if (found.baseString(TnameString::kTrailingDigits) == base)
     return found.versionStringIncrement();
   const unsigned b = base.length();
@@ -209,10 +217,12 @@ void Tnamespace::eraseLocked(TnameObject* obj) {
 TnameString Tnamespace::uniqueNameLocked(const TnameString& wanted, const TnameObject* obj) const {
   Tstring base = wanted.baseString(TnameString::kTrailingDigits);
   if (base.isEmpty()) base = obj != nullptr ? obj->typeof()->name() : "object";
+  // Base plus the increment sorts after the greatest name of the base, so it is free unless a
+  // held name decided the increment; then step past whatever is in the way.
+  bool mayBeTaken = false;
   TnameString candidate(base);
-  candidate += nextIncrement(base);
-  // Only a held name (no object) can be in the way; step past it.
-  while (contains(candidate)) {
+  candidate += nextIncrementLocked(base, &mayBeTaken);
+  while (mayBeTaken && contains(candidate)) {
     TnameString next(base);
     next += candidate.versionStringIncrement();
     candidate = next;

@@ -81,6 +81,7 @@ class VELACORE_API Tnamespace : public TnameObject {
 
   bool addLocked(TnameObject* obj, const TnameString& wanted);
   void eraseLocked(TnameObject* obj);
+  [[nodiscard]] Tstring nextIncrementLocked(const Tstring& base, bool* mayBeTaken) const;
   [[nodiscard]] TnameString uniqueNameLocked(const TnameString& wanted,
                                              const TnameObject* obj) const;
   [[nodiscard]] Tstring pathLocked() const;

@@ -8,10 +8,17 @@
 //   T4dDblMatrix both = scale * move;        // scale, then move
 //   if (both == T4dDblMatrix::identity()) ...
 //
-// A plain value: 128 bytes, copied freely, equality compares every element exactly.
+// A plain value: 128 bytes, copied freely. `==` compares every element exactly; results of
+// arithmetic should be compared with isEquivalent() and a tolerance instead.
+//
+// Traps: inverse() of a singular matrix (a zero scale, say) cannot exist; it returns the
+// identity and reports the failure through its optional flag, so check the flag when the
+// input may be degenerate.
 #pragma once
 
-class T4dDblMatrix {
+#include <velacore/base/TvelacoreApi.h>
+
+class VELACORE_API T4dDblMatrix {
  public:
   /// The identity.
   constexpr T4dDblMatrix()
@@ -51,6 +58,24 @@ class T4dDblMatrix {
     return true;
   }
   [[nodiscard]] constexpr bool operator!=(const T4dDblMatrix& o) const { return !(*this == o); }
+
+  /// True when every element differs from `o`'s by at most `tolerance`.
+  [[nodiscard]] bool isEquivalent(const T4dDblMatrix& o, double tolerance = 1e-10) const;
+
+  /// Rows and columns swapped.
+  [[nodiscard]] constexpr T4dDblMatrix transpose() const {
+    T4dDblMatrix out(kZero);
+    for (int r = 0; r < 4; ++r)
+      for (int c = 0; c < 4; ++c) out.fMatrix[c][r] = fMatrix[r][c];
+    return out;
+  }
+
+  /// The determinant of the whole 4x4 matrix.
+  [[nodiscard]] double determinant() const;
+
+  /// The general inverse (cofactors over the determinant). A singular matrix yields the
+  /// identity and sets `*ok` (when given) to false.
+  [[nodiscard]] T4dDblMatrix inverse(bool* ok = nullptr) const;
 
   double fMatrix[4][4];
 

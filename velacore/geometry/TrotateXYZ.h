@@ -1,0 +1,46 @@
+// TrotateXYZ: three Euler angles (radians) about x, y and z, with the order they apply in.
+//
+// With row vectors, the first axis of the order is applied first: order kXYZ rotates about
+// x, then y, then z, so its matrix is Rx * Ry * Rz and its quaternion qz * qy * qx.
+//
+//   TrotateXYZ r(M_PI / 2, 0.0, 0.0, TrotateXYZ::kXYZ);
+//   Tquaternion q = r.asQuaternion();     // exactly (sin 45deg, 0, 0, cos 45deg)
+//   T4dDblMatrix m = r.asMatrix();
+//
+// Traps: an order above 5 is accepted and means no rotation at all. Angles of exactly zero
+// cost nothing: their factor is skipped, so a single-axis rotation gives the exact axis
+// quaternion, without rounding from identity products.
+#pragma once
+
+#include <cstdint>
+
+#include <velacore/base/TvelacoreApi.h>
+#include <velacore/geometry/T4dDblMatrix.h>
+#include <velacore/geometry/Tquaternion.h>
+
+class VELACORE_API TrotateXYZ {
+ public:
+  /// The order the three axes apply in; the first letter applies first.
+  enum TrotOrder : std::int32_t { kXYZ = 0, kYZX = 1, kZXY = 2, kXZY = 3, kYXZ = 4, kZYX = 5 };
+
+  constexpr TrotateXYZ() : x(0.0), y(0.0), z(0.0), order(kXYZ) {}
+  constexpr TrotateXYZ(double ax, double ay, double az, TrotOrder o = kXYZ)
+      : x(ax), y(ay), z(az), order(o) {}
+
+  /// The rotation as a quaternion; the identity for an order above 5.
+  [[nodiscard]] Tquaternion asQuaternion() const;
+  /// The row-vector rotation matrix.
+  [[nodiscard]] T4dDblMatrix asMatrix() const { return asQuaternion().asMatrix(); }
+
+  /// The rotation by `angle` radians about axis 0 (x), 1 (y) or 2 (z), as a quaternion.
+  [[nodiscard]] static Tquaternion axisQuaternion(int axis, double angle);
+
+  /// Exact equality of angles and order.
+  [[nodiscard]] constexpr bool operator==(const TrotateXYZ& o) const {
+    return x == o.x && y == o.y && z == o.z && order == o.order;
+  }
+  [[nodiscard]] constexpr bool operator!=(const TrotateXYZ& o) const { return !(*this == o); }
+
+  double x, y, z;
+  TrotOrder order;
+};

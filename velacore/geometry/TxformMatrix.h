@@ -1,0 +1,142 @@
+// TxformMatrix: an object's placement as separate, editable components, composed into a
+// T4dDblMatrix on demand.
+//
+// The components, applied to a row vector in this order: scale and shear about the scale
+// pivot, the scale translation, rotation (rotate orientation, Euler or quaternion rotation,
+// joint orientation) about the rotate pivot, the rotate translation, the translation, and
+// finally, when enabled, the inverse of the parent's scale about the translation point:
+//
+//   TxformMatrix x;
+//   x.scaleTo(Tscale(2.0, 2.0, 2.0));
+//   x.setScalePivot(TdblVector(1.0, 0.0, 0.0));   // (1, 0, 0) stays where it is
+//   x.rotateTo(TrotateXYZ(0.0, 0.0, M_PI / 2));
+//   x.translateTo(TdblVector(0.0, 0.0, 5.0));
+//   T4dDblMatrix m = x.matrix();
+//   T4dDblMatrix back = x.inverse();               // m * back is the identity
+//
+// Traps:
+// - The pivots are stored negated (origin minus pivot); the accessors and setters speak of
+//   the pivot itself.
+// - Values are given in the transform's own terms (local space): scaleBy multiplies,
+//   translateBy adds, rotateBy composes after the current rotation.
+// - rotateBy and rotateTo(Tquaternion) switch the transform to quaternion rotation
+//   (rotateIsQuaternion): the Euler angles are then ignored until rotateTo(TrotateXYZ).
+// - A zero scale makes the matrix singular: inverse() then returns the identity.
+// - Concurrent const use (matrix(), inverse(), accessors) is safe: the cached combined
+//   rotation is only written by the non-const members.
+#pragma once
+
+#include <cstdint>
+
+#include <velacore/base/TvelacoreApi.h>
+#include <velacore/geometry/T4dDblMatrix.h>
+#include <velacore/geometry/TdoubleTriple.h>
+#include <velacore/geometry/Tquaternion.h>
+#include <velacore/geometry/TrotateXYZ.h>
+
+class VELACORE_API TxformMatrix {
+ public:
+  using TrotOrder = TrotateXYZ::TrotOrder;
+  /// Flag values.
+  enum : std::uint8_t {
+    kCompensateForParentScale = 1,
+    kApplyParentScaleInverse = 2,
+    kRotateIsQuaternion = 4,
+  };
+
+  TxformMatrix() = default;
+  virtual ~TxformMatrix() = default;
+  TxformMatrix(const TxformMatrix&) = default;
+  TxformMatrix& operator=(const TxformMatrix&) = default;
+
+  /// @name Components
+  [[nodiscard]] virtual Tscale scale() const { return fScale; }
+  [[nodiscard]] virtual TrotateXYZ rotationXYZ() const { return fRotation; }
+  [[nodiscard]] virtual TrotOrder rotationOrder() const { return fRotation.order; }
+  [[nodiscard]] virtual Tquaternion rotateOrient() const { return fRotateOrient; }
+  [[nodiscard]] virtual TdblVector translation() const { return fTranslation; }
+  [[nodiscard]] virtual Tshear shear() const { return fShear; }
+  [[nodiscard]] virtual TdblVector scalePivot() const { return negated(fScalePivot); }
+  [[nodiscard]] virtual TdblVector scaleTranslation() const { return fScaleTranslation; }
+  [[nodiscard]] virtual TdblVector rotatePivot() const { return negated(fRotatePivot); }
+  [[nodiscard]] virtual TdblVector rotateTranslation() const { return fRotateTranslation; }
+  [[nodiscard]] virtual Tquaternion jointOrient() const { return fJointOrient; }
+  [[nodiscard]] virtual bool compensateForParentScale() const {
+    return (fFlags & kCompensateForParentScale) != 0;
+  }
+  [[nodiscard]] virtual Tscale parentScaleInverse() const { return fParentScaleInverse; }
+  [[nodiscard]] virtual bool rotateIsQuaternion() const {
+    return (fFlags & kRotateIsQuaternion) != 0;
+  }
+  /// Whether matrix() applies parentScaleInverse().
+  [[nodiscard]] bool applyParentScaleInverse() const {
+    return (fFlags & kApplyParentScaleInverse) != 0;
+  }
+  /// The combined rotation rotateOrient * rotation * jointOrient (from the cache when it
+  /// is fresh; a const call never writes the cache).
+  [[nodiscard]] Tquaternion rotation() const;
+  /// Recomputes the cached combined rotation now, so later const calls reuse it.
+  void refreshRotation();
+
+  /// @name Setters
+  void scaleTo(const Tscale& s) { fScale = s; }
+  /// Multiplies the scale component-wise.
+  void scaleBy(const Tscale& s);
+  /// Euler rotation (ends quaternion rotation).
+  void rotateTo(const TrotateXYZ& r);
+  /// Quaternion rotation: `q` becomes the combined rotation, orientations included.
+  void rotateTo(const Tquaternion& q);
+  /// Applies `q` after the current combined rotation (switches to quaternion rotation).
+  void rotateBy(const Tquaternion& q);
+  void rotateBy(const TrotateXYZ& r) { rotateBy(r.asQuaternion()); }
+  void setRotationOrder(TrotOrder order);
+  void setRotateOrient(const Tquaternion& q);
+  void translateTo(const TdblVector& t) { fTranslation = t; }
+  void translateBy(const TdblVector& t);
+  void shearTo(const Tshear& s) { fShear = s; }
+  /// Adds to the shear component-wise.
+  void shearBy(const Tshear& s);
+  void setScalePivot(const TdblVector& p) { fScalePivot = negated(p); }
+  void setScaleTranslation(const TdblVector& t) { fScaleTranslation = t; }
+  void setRotatePivot(const TdblVector& p) { fRotatePivot = negated(p); }
+  void setRotateTranslation(const TdblVector& t) { fRotateTranslation = t; }
+  void setJointOrient(const Tquaternion& q);
+  void setCompensateForParentScale(bool on) { setFlag(kCompensateForParentScale, on); }
+  void parentScaleInverseTo(const Tscale& s) { fParentScaleInverse = s; }
+  /// Multiplies the parent scale inverse component-wise.
+  void parentScaleInverseBy(const Tscale& s);
+  void setApplyParentScaleInverse(bool on) { setFlag(kApplyParentScaleInverse, on); }
+  /// Makes the cached quaternion the authority (true) or rebuilds it from the Euler angles.
+  void setRotateIsQuaternion(bool on);
+
+  /// @name Composition
+  /// The composed matrix (row vectors, translation in the fourth row).
+  [[nodiscard]] T4dDblMatrix matrix() const;
+  /// The same composition with an upper-triangular shear after the shear; slower, general.
+  [[nodiscard]] T4dDblMatrix matrix(const Tshear2& upper) const;
+  /// The inverse of matrix(), composed from the inverted factors in reverse order.
+  [[nodiscard]] T4dDblMatrix inverse() const;
+
+ private:
+  static TdblVector negated(const TdblVector& v) { return TdblVector(-v[0], -v[1], -v[2]); }
+  void setFlag(std::uint8_t bit, bool on) {
+    fFlags = static_cast<std::uint8_t>(on ? (fFlags | bit) : (fFlags & ~bit));
+  }
+  Tquaternion computeRotation() const;
+  void markRotationDirty() { fRotationDirty = 1; }
+
+  Tscale fScale;
+  TrotateXYZ fRotation;
+  TdblVector fTranslation;
+  Tshear fShear;
+  TdblVector fScalePivot;  // origin minus the pivot
+  TdblVector fScaleTranslation;
+  TdblVector fRotatePivot;  // origin minus the pivot
+  TdblVector fRotateTranslation;
+  Tquaternion fRotateOrient;
+  Tquaternion fJointOrient;
+  Tscale fParentScaleInverse;
+  Tquaternion fCachedRotation;
+  std::uint8_t fRotationDirty = 0;
+  std::uint8_t fFlags = 0;
+};

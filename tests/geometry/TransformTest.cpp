@@ -313,3 +313,34 @@ TEST(TxformMatrix, HeaderExample) {
   EXPECT_TRUE((m * back).isEquivalent(T4dDblMatrix::identity(), 1e-12));
   expectNear(apply(TdblVector(1, 0, 0), m), TdblVector(0, 1, 5));
 }
+
+TEST(TxformMatrix, DecompositionRoundTrips) {
+  Random rnd;
+  for (int n = 0; n < 300; ++n) {
+    TxformMatrix x;
+    x.scaleTo(Tscale(rnd.scale(), rnd.scale(), rnd.scale()));
+    const auto order = static_cast<TrotateXYZ::TrotOrder>(n % 6);
+    double mid = rnd(-kPi, kPi);
+    if (n % 10 == 0) mid = kPi / 2;  // gimbal lock
+    x.rotateTo(TrotateXYZ(rnd(-kPi, kPi), mid, rnd(-kPi, kPi), TrotateXYZ::kXYZ));
+    x.setRotatePivot(rnd.vec(3));
+    x.setScalePivot(rnd.vec(3));
+    x.translateTo(rnd.vec(10));
+    if (n % 2) x.shearTo(Tshear(rnd(-2, 2), rnd(-2, 2), rnd(-2, 2)));
+    const T4dDblMatrix m = x.matrix();
+    TxformMatrix back;
+    ASSERT_TRUE(TxformMatrix::decompose(m, back, order));
+    EXPECT_EQ(back.rotationOrder(), order);
+    EXPECT_TRUE(back.matrix().isEquivalent(m, 1e-9)) << n;
+    // Euler angles alone round-trip through a matrix in every order.
+    static const int middleAxis[6] = {1, 2, 0, 2, 0, 1};
+    double a[3] = {rnd(-kPi, kPi), rnd(-kPi, kPi), rnd(-kPi, kPi)};
+    a[middleAxis[order]] = mid;
+    const TrotateXYZ r(a[0], a[1], a[2], order);
+    EXPECT_TRUE(TrotateXYZ::fromMatrix(r.asMatrix(), order).asMatrix().isEquivalent(r.asMatrix(), 1e-9)) << n;
+  }
+  TxformMatrix flat, untouched;
+  flat.scaleTo(Tscale(1, 0, 1));
+  EXPECT_FALSE(TxformMatrix::decompose(flat.matrix(), untouched));
+  EXPECT_EQ(untouched.matrix(), T4dDblMatrix::identity());
+}

@@ -2,6 +2,11 @@
 
 #include <cmath>
 
+namespace {
+// The axes of each order, first applied first.
+constexpr int kAxes[6][3] = {{0, 1, 2}, {1, 2, 0}, {2, 0, 1}, {0, 2, 1}, {1, 0, 2}, {2, 1, 0}};
+}  // namespace
+
 Tquaternion TrotateXYZ::axisQuaternion(int axis, double angle) {
   Tquaternion q;
   if (angle == 0.0) return q;
@@ -14,9 +19,6 @@ Tquaternion TrotateXYZ::axisQuaternion(int axis, double angle) {
 }
 
 Tquaternion TrotateXYZ::asQuaternion() const {
-  // The axes of each order, first applied first.
-  static constexpr int kAxes[6][3] = {{0, 1, 2}, {1, 2, 0}, {2, 0, 1},
-                                      {0, 2, 1}, {1, 0, 2}, {2, 1, 0}};
   if (order < 0 || order > 5) return Tquaternion();
   const double angles[3] = {x, y, z};
   Tquaternion result;
@@ -30,4 +32,28 @@ Tquaternion TrotateXYZ::asQuaternion() const {
     any = true;
   }
   return result;
+}
+
+TrotateXYZ TrotateXYZ::fromMatrix(const T4dDblMatrix& m, TrotOrder order) {
+  TrotateXYZ out(0.0, 0.0, 0.0, order);
+  if (order < 0 || order > 5) return out;
+  const int i = kAxes[order][0], j = kAxes[order][1], k = kAxes[order][2];
+  // Read the column-vector matrix (the transpose), where the rotation is Rk * Rj * Ri. The
+  // orders that are not cyclic turn the other way, hence the sign e.
+  const auto r = [&](int a, int b) { return m.fMatrix[b][a]; };
+  const double e = (order <= 2) ? 1.0 : -1.0;
+  double angles[3] = {0.0, 0.0, 0.0};
+  // atan2 keeps the middle angle accurate near +-pi/2, where asin would lose half the digits.
+  const double cosMiddle = std::hypot(r(i, i), r(j, i));
+  angles[j] = std::atan2(-e * r(k, i), cosMiddle);
+  if (cosMiddle > 1e-12) {
+    angles[i] = std::atan2(e * r(k, j), r(k, k));
+    angles[k] = std::atan2(e * r(j, i), r(i, i));
+  } else {  // gimbal lock: only the difference (or sum) of the outer angles is defined
+    angles[i] = std::atan2(-e * r(j, k), r(j, j));
+  }
+  out.x = angles[0];
+  out.y = angles[1];
+  out.z = angles[2];
+  return out;
 }

@@ -32,6 +32,11 @@ class VELACORE_API TrotateXYZ {
   /// The row-vector rotation matrix.
   [[nodiscard]] T4dDblMatrix asMatrix() const { return asQuaternion().asMatrix(); }
 
+  /// The Euler angles in `order` of a row-vector rotation matrix (upper 3x3 block, assumed
+  /// orthonormal). The middle angle lies in [-pi/2, pi/2]; at gimbal lock (middle angle at
+  /// +-pi/2) the last axis's angle is set to 0 and the first takes the whole turn.
+  [[nodiscard]] static TrotateXYZ fromMatrix(const T4dDblMatrix& m, TrotOrder order = kXYZ);
+
   /// The rotation by `angle` radians about axis 0 (x), 1 (y) or 2 (z), as a quaternion.
   [[nodiscard]] static Tquaternion axisQuaternion(int axis, double angle);
 

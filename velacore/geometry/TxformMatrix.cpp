@@ -1,5 +1,7 @@
 #include <velacore/geometry/TxformMatrix.h>
 
+#include <cmath>
+
 namespace {
 
 T4dDblMatrix translationMatrix(const TdblVector& v) {
@@ -183,4 +185,44 @@ T4dDblMatrix TxformMatrix::inverse() const {
   if (!fShear.isNeutral()) m = m * T4dDblMatrix(shearInv);
   return m * diagonal(1.0 / fScale[0], 1.0 / fScale[1], 1.0 / fScale[2]) *
          translationMatrix(minus(fScalePivot));
+}
+
+bool TxformMatrix::decompose(const T4dDblMatrix& m, TxformMatrix& out, TrotOrder order) {
+  // The block is diag(s) * Sh * R with Sh unit lower-triangular and R a rotation: Gram-Schmidt
+  // from the first row down recovers R's rows, the scales as lengths and the shears as the
+  // projections.
+  const auto dot = [](const double* a, const double* b) {
+    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+  };
+  double R[3][3];
+  double s[3];
+  double proj[3] = {0.0, 0.0, 0.0};  // row1.R0, row2.R0, row2.R1
+  for (int row = 0; row < 3; ++row) {
+    for (int c = 0; c < 3; ++c) R[row][c] = m.fMatrix[row][c];
+    for (int prev = 0; prev < row; ++prev) {
+      const double p = dot(R[row], R[prev]);
+      proj[row == 1 ? 0 : 1 + prev] = p;
+      for (int c = 0; c < 3; ++c) R[row][c] -= p * R[prev][c];
+    }
+    s[row] = std::sqrt(dot(R[row], R[row]));
+    if (!(s[row] > 1e-300) || !std::isfinite(s[row])) return false;
+    for (int c = 0; c < 3; ++c) R[row][c] /= s[row];
+  }
+  const double cross[3] = {R[0][1] * R[1][2] - R[0][2] * R[1][1],
+                           R[0][2] * R[1][0] - R[0][0] * R[1][2],
+                           R[0][0] * R[1][1] - R[0][1] * R[1][0]};
+  if (dot(cross, R[2]) < 0.0) {  // a mirror: keep R a rotation
+    s[2] = -s[2];
+    for (double& v : R[2]) v = -v;
+  }
+  T4dDblMatrix rot;
+  for (int r = 0; r < 3; ++r)
+    for (int c = 0; c < 3; ++c) rot.fMatrix[r][c] = R[r][c];
+  TxformMatrix x;
+  x.scaleTo(Tscale(s[0], s[1], s[2]));
+  x.shearTo(Tshear(proj[0] / s[1], proj[1] / s[2], proj[2] / s[2]));
+  x.rotateTo(TrotateXYZ::fromMatrix(rot, order));
+  x.translateTo(TdblVector(m.fMatrix[3][0], m.fMatrix[3][1], m.fMatrix[3][2]));
+  out = x;
+  return true;
 }

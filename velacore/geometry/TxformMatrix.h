@@ -114,6 +114,12 @@ class VELACORE_API TxformMatrix {
   [[nodiscard]] T4dDblMatrix matrix() const;
   /// The same composition with an upper-triangular shear after the shear; slower, general.
   [[nodiscard]] T4dDblMatrix matrix(const Tshear2& upper) const;
+  /// Components that compose to `m` (an affine matrix: last column (0, 0, 0, 1)): scale,
+  /// shear, an Euler rotation in `order` and translation, everything else neutral. A
+  /// mirroring matrix gets a negative z scale. A singular block yields false and leaves
+  /// `out` unchanged.
+  [[nodiscard]] static bool decompose(const T4dDblMatrix& m, TxformMatrix& out,
+                                      TrotOrder order = TrotateXYZ::kXYZ);
   /// The inverse of matrix(), composed from the inverted factors in reverse order.
   [[nodiscard]] T4dDblMatrix inverse() const;
 

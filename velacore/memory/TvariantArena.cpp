@@ -29,9 +29,7 @@ struct TvariantArena::Tpage {
 
 // Block header: boundary tags in front of the user data.
 struct TvariantArena::Tblock {
-  // User size of the block before this one in the page (0 for the first); bit 0 is set while that
-  // block is free, so a release looks at its previous block only when it is to be merged.
-  std::size_t prevSize;
+  std::size_t prevSize;  // user size of the block before this one in the page (0 for the first)
   std::size_t sizeWord;  // user size << 1, bit 0 set while free
   Tpage* page;
 
@@ -46,10 +44,7 @@ struct TvariantArena::Tblock {
   char* user() { return reinterpret_cast<char*>(this) + kBlockHeaderBytes; }
   TfreeLinks* links() { return reinterpret_cast<TfreeLinks*>(user()); }
   Tblock* next() { return reinterpret_cast<Tblock*>(user() + size()); }
-  bool prevIsFree() const { return (prevSize & 1) != 0; }
-  Tblock* prev() {
-    return reinterpret_cast<Tblock*>(reinterpret_cast<char*>(this) - kBlockHeaderBytes - (prevSize & ~std::size_t(7)));
-  }
+  Tblock* prev() { return reinterpret_cast<Tblock*>(reinterpret_cast<char*>(this) - kBlockHeaderBytes - prevSize); }
   static Tblock* of(const void* p) {
     return reinterpret_cast<Tblock*>(const_cast<char*>(static_cast<const char*>(p)) - kBlockHeaderBytes);
   }
@@ -261,7 +256,7 @@ inline void TvariantArena::splitAndInsertRest(Tblock* block, std::size_t size) {
   if (page->last == block)
     page->last = rest;
   else
-    rest->next()->prevSize = restSize | 1;
+    rest->next()->prevSize = restSize;
   block->sizeWord = (size << 1) | (block->sizeWord & 1);
   link(rest);
 }
@@ -297,7 +292,6 @@ __attribute__((always_inline)) inline void* TvariantArena::allocateLocked(std::s
   splitAndInsertRest(block, rounded);
   block->sizeWord &= ~std::size_t(1);
   Tpage* page = block->page;
-  if (block != page->last) block->next()->prevSize &= ~std::size_t(1);
   ++page->inUse;
   fAllocatedMemory += static_cast<std::int64_t>(block->size());
   if (fUseLastPageFirst) fLastPage = page;
@@ -358,11 +352,13 @@ __attribute__((always_inline)) inline void TvariantArena::deallocateLocked(Tbloc
 
   Tblock* start = block;
   std::size_t total = user;
-  if (block->prevIsFree()) {
+  if (block != page->first()) {
     Tblock* prev = block->prev();
-    unlink(prev);
-    start = prev;
-    total += prev->size() + kBlockHeaderBytes;
+    if (prev->isFree()) {
+      unlink(prev);
+      start = prev;
+      total += prev->size() + kBlockHeaderBytes;
+    }
   }
   if (block == page->last) {
     page->last = start;
@@ -375,7 +371,7 @@ __attribute__((always_inline)) inline void TvariantArena::deallocateLocked(Tbloc
     }
   }
   start->sizeWord = (total << 1) | 1;
-  if (start != page->last) start->next()->prevSize = total | 1;
+  if (start != page->last) start->next()->prevSize = total;
   link(start);
   TasanPoison::poison(start->user() + sizeof(Tblock::TfreeLinks), total - sizeof(Tblock::TfreeLinks));
   --page->inUse;
@@ -553,7 +549,7 @@ int TvariantArena::checkConsistency() const {
     for (;;) {
       if (TasanPoison::isPoisoned(b, kBlockHeaderBytes)) { fault("block header lies in free space", b); return -1; }
       if (b->page != page) { fault("block names the wrong page", b); return -1; }
-      if (b->prevSize != (prevSize | (prevFree ? 1 : 0))) fault("previous-size tag does not match", b);
+      if (b->prevSize != prevSize) fault("previous-size tag does not match", b);
       if (b->size() < 16 || b->size() % 8 != 0) { fault("bad block size", b); return -1; }
       if (b->user() + b->size() > end) { fault("block runs past its page", b); return -1; }
       if (b->isFree()) {

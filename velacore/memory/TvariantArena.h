@@ -1,9 +1,8 @@
 // TvariantArena: blocks of any size cut from large pages, with constant-time release.
 //
-// Each block carries a 24-byte header (the size of the block before it with a bit telling whether
-// that block is free, its own size with a free bit, its page), so releasing a block finds its
-// neighbours without a search and merges it with the free ones, and reads the block before it
-// only when that one is free. Free blocks sit in 128 size bins: one exact bin per 8 bytes up to 136 bytes,
+// Each block carries a 24-byte header (the size of the block before it, its own size with a free
+// bit, its page), so releasing a block finds its neighbours without a search and merges it with
+// the free ones. Free blocks sit in 128 size bins: one exact bin per 8 bytes up to 136 bytes,
 // then bins of a quarter doubling, searched first-fit up to a limit.
 //
 //   TvariantArena arena(1 << 16, 8, TmallocAllocator::mallocAllocator(), "Strings", true, false);

@@ -1,0 +1,400 @@
+#include <velacore/environment/TprefOptionVars.h>
+
+VELA_DEFINE_TYPE(TprefOptionVars);
+
+const int TprefOptionVars::fsVersion = 3;
+const char* const TprefOptionVars::fsVersionChanges[] = {
+    "v1 - Preference versioning added",
+    "v2 - userPrefs.vsl is okay. Shelves dir moved to $VELA_APP_DIR/prefs/shelves/. Save prefs "
+    "then remove old files; $VELA_APP_DIR/scripts/shelf_*.",
+    "v3 - playbackSpeed changed to a float value.  Remove -sv \"timelinePlaySpeed\"",
+};
+
+namespace {
+// What each element type means for a variable: its scalar kind, its array kind and array.
+template <class T>
+struct Tkinds;
+template <>
+struct Tkinds<double> {
+  using Array = TdoubleArray;
+  static constexpr ToptionVar::ToptionVarType kScalar = ToptionVar::kDouble;
+  static Array* array(const ToptionVar& v) { return v.asDoubleArray(); }
+};
+template <>
+struct Tkinds<int> {
+  using Array = Tint32Array;
+  static constexpr ToptionVar::ToptionVarType kScalar = ToptionVar::kInt;
+  static Array* array(const ToptionVar& v) { return v.asInt32Array(); }
+};
+template <>
+struct Tkinds<Tstring> {
+  using Array = TstringArray;
+  static constexpr ToptionVar::ToptionVarType kScalar = ToptionVar::kString;
+  static Array* array(const ToptionVar& v) { return v.asStringArray(); }
+};
+
+// Arrays made here grow by eight elements.
+constexpr std::uint32_t kGrowth = 8;
+
+// The escaped form of a string value: C escapes, then each double quote behind a backslash.
+void appendEscaped(Tstring& text, const Tstring& value) {
+  Tstring escaped(value);
+  escaped.encodeEscapeSequences();
+  escaped.substitute(Tstring("\""), Tstring("\\\""));
+  text.append(escaped);
+}
+
+void appendFlag(Tstring& text, const char* flag, const Tstring& name) {
+  text.append("\n -");
+  text.append(flag);
+  text.append(" \"");
+  text.append(name);
+  text.append("\"");
+}
+
+void appendInt(Tstring& text, int value) {
+  Tstring number;
+  number.setInt32(value);
+  text.append(" ");
+  text.append(number);
+}
+
+void appendDouble(Tstring& text, double value) {
+  text.append(" ");
+  text.catenateDouble(value);
+}
+
+void appendQuoted(Tstring& text, const Tstring& value) {
+  text.append(" \"");
+  appendEscaped(text, value);
+  text.append("\"");
+}
+}  // namespace
+
+TprefOptionVars::TprefOptionVars() : fVars(kGrowth) {}
+
+TprefOptionVars::~TprefOptionVars() { removeAllVars(); }
+
+bool TprefOptionVars::varExists(const Tstring& name, unsigned& index) const {
+  const unsigned count = fVars.size();
+  if (count == 0) {
+    index = 0;
+    return false;
+  }
+  if (name.compare(fVars[0]->name()) < 0) {
+    index = 0;
+    return false;
+  }
+  if (name.compare(fVars[count - 1]->name()) > 0) {
+    index = count;
+    return false;
+  }
+  unsigned low = 0;
+  unsigned high = count - 1;
+  while (high > low + 1) {
+    const unsigned mid = (low + high) / 2;
+    const int c = name.compare(fVars[mid]->name());
+    if (c == 0) {
+      index = mid;
+      return true;
+    }
+    if (c < 0) {
+      high = mid;
+    } else {
+      low = mid;
+    }
+  }
+  if (name.compare(fVars[low]->name()) == 0) {
+    index = low;
+    return true;
+  }
+  index = high;
+  return name.compare(fVars[high]->name()) == 0;
+}
+
+bool TprefOptionVars::varExists(const Tstring& name) const {
+  unsigned index = 0;
+  return varExists(name, index);
+}
+
+ToptionVar* TprefOptionVars::findVar(const Tstring& name) const {
+  unsigned index = 0;
+  return varExists(name, index) ? fVars[index] : nullptr;
+}
+
+template <class T>
+void TprefOptionVars::addVarOf(const Tstring& name, const T& value) {
+  unsigned index = 0;
+  if (varExists(name, index)) {
+    fVars[index]->setValue(value);
+  } else {
+    auto* created = new ToptionVar(name, value);
+    fVars.insert(created, index);
+  }
+}
+
+void TprefOptionVars::addVar(const Tstring& name, double value) { addVarOf(name, value); }
+void TprefOptionVars::addVar(const Tstring& name, int value) { addVarOf(name, value); }
+void TprefOptionVars::addVar(const Tstring& name, const Tstring& value) { addVarOf(name, value); }
+void TprefOptionVars::addVar(const Tstring& name, const TdoubleArray& value) {
+  addVarOf(name, value);
+}
+void TprefOptionVars::addVar(const Tstring& name, const Tint32Array& value) {
+  addVarOf(name, value);
+}
+void TprefOptionVars::addVar(const Tstring& name, const TstringArray& value) {
+  addVarOf(name, value);
+}
+
+template <class T>
+bool TprefOptionVars::getVarOf(const Tstring& name, T& value) const {
+  const ToptionVar* v = findVar(name);
+  return v != nullptr && v->getValue(value);
+}
+
+bool TprefOptionVars::getVar(const Tstring& name, double& value) const {
+  return getVarOf(name, value);
+}
+bool TprefOptionVars::getVar(const Tstring& name, int& value) const {
+  return getVarOf(name, value);
+}
+bool TprefOptionVars::getVar(const Tstring& name, Tstring& value) const {
+  return getVarOf(name, value);
+}
+bool TprefOptionVars::getVar(const Tstring& name, TdoubleArray& value) const {
+  const ToptionVar* v = findVar(name);
+  if (v == nullptr || v->asDoubleArray() == nullptr) return false;
+  value.copy(*v->asDoubleArray());
+  return true;
+}
+bool TprefOptionVars::getVar(const Tstring& name, Tint32Array& value) const {
+  const ToptionVar* v = findVar(name);
+  if (v == nullptr || v->asInt32Array() == nullptr) return false;
+  value.copy(*v->asInt32Array());
+  return true;
+}
+bool TprefOptionVars::getVar(const Tstring& name, TstringArray& value) const {
+  const ToptionVar* v = findVar(name);
+  if (v == nullptr || v->asStringArray() == nullptr) return false;
+  value.copy(*v->asStringArray());
+  return true;
+}
+
+void TprefOptionVars::removeVar(const Tstring& name) {
+  unsigned index = 0;
+  if (!varExists(name, index)) return;
+  ToptionVar* doomed = fVars[index];
+  fVars.removeAt(index);
+  delete doomed;
+}
+
+void TprefOptionVars::removeAllVars() {
+  for (ToptionVar* v : fVars) delete v;
+  fVars.changeLogicalSizeTo(0);
+}
+
+template <class T>
+bool TprefOptionVars::addLastOf(const Tstring& name, const T& value) {
+  using Kinds = Tkinds<T>;
+  unsigned index = 0;
+  if (!varExists(name, index)) {
+    typename Kinds::Array one(kGrowth);
+    one.addLast(value);
+    fVars.insert(new ToptionVar(name, one), index);
+    return true;
+  }
+  ToptionVar* v = fVars[index];
+  if (auto* array = Kinds::array(*v)) {
+    array->addLast(value);
+    v->notifyClients();
+    return true;
+  }
+  T old{};
+  if (v->varType() != Kinds::kScalar || !v->getValue(old)) return false;
+  typename Kinds::Array two(kGrowth);
+  two.addLast(old);
+  two.addLast(value);
+  v->setValue(two);
+  return true;
+}
+
+bool TprefOptionVars::addLastArrayVar(const Tstring& name, double value) {
+  return addLastOf(name, value);
+}
+bool TprefOptionVars::addLastArrayVar(const Tstring& name, int value) {
+  return addLastOf(name, value);
+}
+bool TprefOptionVars::addLastArrayVar(const Tstring& name, const Tstring& value) {
+  return addLastOf(name, value);
+}
+
+template <class T>
+bool TprefOptionVars::insertOf(const Tstring& name, unsigned index, const T& value) {
+  ToptionVar* v = findVar(name);
+  auto* array = v == nullptr ? nullptr : Tkinds<T>::array(*v);
+  if (array == nullptr || index > array->size()) return false;
+  array->insert(value, index);
+  v->notifyClients();
+  return true;
+}
+
+bool TprefOptionVars::insertArrayVar(const Tstring& name, unsigned index, double value) {
+  return insertOf(name, index, value);
+}
+bool TprefOptionVars::insertArrayVar(const Tstring& name, unsigned index, int value) {
+  return insertOf(name, index, value);
+}
+bool TprefOptionVars::insertArrayVar(const Tstring& name, unsigned index, const Tstring& value) {
+  return insertOf(name, index, value);
+}
+
+template <class T>
+bool TprefOptionVars::replaceOf(const Tstring& name, unsigned index, const T& value) {
+  ToptionVar* v = findVar(name);
+  auto* array = v == nullptr ? nullptr : Tkinds<T>::array(*v);
+  if (array == nullptr || index >= array->size()) return false;
+  (*array)[index] = value;
+  v->notifyClients();
+  return true;
+}
+
+bool TprefOptionVars::replaceArrayVar(const Tstring& name, unsigned index, double value) {
+  return replaceOf(name, index, value);
+}
+bool TprefOptionVars::replaceArrayVar(const Tstring& name, unsigned index, int value) {
+  return replaceOf(name, index, value);
+}
+bool TprefOptionVars::replaceArrayVar(const Tstring& name, unsigned index, const Tstring& value) {
+  return replaceOf(name, index, value);
+}
+
+bool TprefOptionVars::removeArrayVar(const Tstring& name, unsigned index) {
+  ToptionVar* v = findVar(name);
+  if (v == nullptr || !v->isArray() || index >= v->arraySize()) return false;
+  if (auto* a = v->asDoubleArray()) a->removeAt(index);
+  if (auto* a = v->asInt32Array()) a->removeAt(index);
+  if (auto* a = v->asStringArray()) a->removeAt(index);
+  v->notifyClients();
+  return true;
+}
+
+bool TprefOptionVars::clearArrayVar(const Tstring& name) {
+  ToptionVar* v = findVar(name);
+  if (v == nullptr || !v->isArray()) return false;
+  if (auto* a = v->asDoubleArray()) a->changeLogicalSizeTo(0);
+  if (auto* a = v->asInt32Array()) a->changeLogicalSizeTo(0);
+  if (auto* a = v->asStringArray()) a->changeLogicalSizeTo(0);
+  v->notifyClients();
+  return true;
+}
+
+template <class T>
+bool TprefOptionVars::getElementOf(const Tstring& name, unsigned index, T& value) const {
+  const ToptionVar* v = findVar(name);
+  const auto* array = v == nullptr ? nullptr : Tkinds<T>::array(*v);
+  if (array == nullptr || index >= array->size()) return false;
+  value = (*array)[index];
+  return true;
+}
+
+bool TprefOptionVars::getArrayVar(const Tstring& name, unsigned index, double& value) const {
+  return getElementOf(name, index, value);
+}
+bool TprefOptionVars::getArrayVar(const Tstring& name, unsigned index, int& value) const {
+  return getElementOf(name, index, value);
+}
+bool TprefOptionVars::getArrayVar(const Tstring& name, unsigned index, Tstring& value) const {
+  return getElementOf(name, index, value);
+}
+
+unsigned TprefOptionVars::varSize(const Tstring& name) const {
+  const ToptionVar* v = findVar(name);
+  return v == nullptr ? 0 : v->arraySize();
+}
+
+ToptionVar::ToptionVarType TprefOptionVars::varType(const Tstring& name) const {
+  const ToptionVar* v = findVar(name);
+  return v == nullptr ? ToptionVar::kNone : v->varType();
+}
+
+Tstring TprefOptionVars::var(unsigned i) const {
+  return i < fVars.size() ? fVars[i]->name() : Tstring();
+}
+
+bool TprefOptionVars::addClient(const Tstring& name, void* client, int clientType,
+                                TclientCallback callback) {
+  ToptionVar* v = findVar(name);
+  return v != nullptr && v->addClient(client, clientType, callback);
+}
+
+void TprefOptionVars::commandString(Tstring& text) const {
+  text = Tstring();
+  text.reserve(10000, false);
+  const unsigned count = fVars.size();
+  if (count == 0) {
+    text.append("// no optionVars defined\n");
+    return;
+  }
+  text.append("\noptionVar -version ");
+  Tstring number;
+  number.setInt32(fsVersion);
+  text.append(number);
+  text.append(";\noptionVar");
+  for (unsigned i = 0; i < count; ++i) {
+    const ToptionVar& v = *fVars[i];
+    const Tstring& name = v.name();
+    switch (v.varType()) {
+      case ToptionVar::kDouble: {
+        double d = 0.0;
+        v.getValue(d);
+        appendFlag(text, "fv", name);
+        appendDouble(text, d);
+        break;
+      }
+      case ToptionVar::kInt: {
+        int n = 0;
+        v.getValue(n);
+        appendFlag(text, "iv", name);
+        appendInt(text, n);
+        break;
+      }
+      case ToptionVar::kString: {
+        Tstring s;
+        v.getValue(s);
+        appendFlag(text, "sv", name);
+        appendQuoted(text, s);
+        break;
+      }
+      case ToptionVar::kDoubleArray:
+        appendFlag(text, "ca", name);
+        for (double d : *v.asDoubleArray()) {
+          appendFlag(text, "fva", name);
+          appendDouble(text, d);
+        }
+        break;
+      case ToptionVar::kIntArray:
+        appendFlag(text, "ca", name);
+        for (std::int32_t n : *v.asInt32Array()) {
+          appendFlag(text, "iva", name);
+          appendInt(text, n);
+        }
+        break;
+      case ToptionVar::kStringArray:
+        appendFlag(text, "ca", name);
+        for (const Tstring& s : *v.asStringArray()) {
+          appendFlag(text, "sva", name);
+          appendQuoted(text, s);
+        }
+        break;
+      default: break;
+    }
+    // The first command carries variables 0 to 10, every later one ten more.
+    if (i != 0 && i % 10 == 0 && i != count - 1) text.append(";\noptionVar");
+  }
+  text.append(";\n");
+}
+
+Tstring TprefOptionVars::versionString(unsigned i) {
+  const unsigned n = sizeof(fsVersionChanges) / sizeof(fsVersionChanges[0]);
+  return i < n ? Tstring(fsVersionChanges[i]) : Tstring();
+}

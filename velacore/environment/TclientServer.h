@@ -3,9 +3,13 @@
 // A server keeps a list of clients, each with a client type and a callback; `sendToClients`
 // calls every callback in subscription order on the calling thread before it returns.
 //
-//   void onChange(void* client, int clientType, TclientServer& server, const TserverMsg& msg);
+//   TclientCallback onChange = [](void* client, int, TclientServer&, const TserverMsg&) {
+//     ++*static_cast<int*>(client);
+//   };
+//   TclientServer server;
+//   int panel = 0;
 //   server.addClient(&panel, 7, onChange);
-//   server.sendToClients(TserverModifiedMsg());   // onChange(&panel, 7, server, msg)
+//   server.sendToClients(TserverModifiedMsg());   // onChange(&panel, 7, server, msg): panel 1
 //   server.removeClient(&panel);
 //
 // Hazards:

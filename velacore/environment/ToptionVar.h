@@ -9,7 +9,7 @@
 //   TstringArray names;
 //   names.addLast("persp");
 //   v.setValue(names);                     // now a string array of one element
-//   v.arraySize();                         // 1
+//   unsigned size = v.arraySize();         // 1
 //
 // Hazards:
 // - Arrays are copied in and owned by the variable; the pointers from asDoubleArray() and

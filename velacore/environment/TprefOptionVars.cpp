@@ -1,6 +1,6 @@
 #include <velacore/environment/TprefOptionVars.h>
 
-VELA_DEFINE_TYPE(TprefOptionVars);
+VELA_DEFINE_TYPE(TprefOptionVars, TpreferenceItem);
 
 const int TprefOptionVars::fsVersion = 3;
 const char* const TprefOptionVars::fsVersionChanges[] = {
@@ -71,7 +71,7 @@ void appendQuoted(Tstring& text, const Tstring& value) {
 }
 }  // namespace
 
-TprefOptionVars::TprefOptionVars() : fVars(kGrowth) {}
+TprefOptionVars::TprefOptionVars() : TpreferenceItem(kItemType, kItemFlags), fVars(kGrowth) {}
 
 TprefOptionVars::~TprefOptionVars() { removeAllVars(); }
 

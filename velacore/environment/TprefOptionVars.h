@@ -21,12 +21,13 @@
 #include <velacore/base/TvelacoreApi.h>
 #include <velacore/containers/TvalueArray.h>
 #include <velacore/environment/ToptionVar.h>
+#include <velacore/environment/TpreferenceItem.h>
 #include <velacore/types/Tmetaclass.h>
 
 /// The variables of a collection, sorted by name; the collection owns them.
 using ToptionVarPtrArray = TvalueArray<ToptionVar*>;
 
-class VELACORE_API TprefOptionVars {
+class VELACORE_API TprefOptionVars : public TpreferenceItem {
   VELA_DECLARE_TYPE(TprefOptionVars);
 
  public:
@@ -41,7 +42,7 @@ class VELACORE_API TprefOptionVars {
   TprefOptionVars();
   TprefOptionVars(const TprefOptionVars&) = delete;
   TprefOptionVars& operator=(const TprefOptionVars&) = delete;
-  virtual ~TprefOptionVars();
+  ~TprefOptionVars() override;
 
   /// @name Whole variables (an existing variable takes the new value and its kind)
   /// @{

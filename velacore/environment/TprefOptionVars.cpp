@@ -5,8 +5,8 @@ VELA_DEFINE_TYPE(TprefOptionVars, TpreferenceItem);
 const int TprefOptionVars::fsVersion = 3;
 const char* const TprefOptionVars::fsVersionChanges[] = {
     "v1 - Preference versioning added",
-    "v2 - userPrefs.vsl is okay. Shelves dir moved to $VELA_APP_DIR/prefs/shelves/. Save prefs "
-    "then remove old files; $VELA_APP_DIR/scripts/shelf_*.",
+    ("v2 - userPrefs.vsl is okay. Shelves dir moved to $VELA_APP_DIR/prefs/shelves/. Save prefs "
+     "then remove old files; $VELA_APP_DIR/scripts/shelf_*."),
     "v3 - playbackSpeed changed to a float value.  Remove -sv \"timelinePlaySpeed\"",
 };
 

@@ -212,7 +212,7 @@ TEST(TprefOptionVars, CommandSplitElevenThenTen) {
   // Twelve variables: the twelfth opens the second command.
   TprefOptionVars twelve;
   for (int n = 0; n < 12; ++n) {
-    char name[8];
+    char name[16];
     std::snprintf(name, sizeof name, "v%02d", n);
     twelve.addVar(name, n);
   }

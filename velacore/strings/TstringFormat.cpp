@@ -350,6 +350,26 @@ void parseMarkers(const std::string& f, std::vector<Marker>& markers) {
   }
 }
 
+// Writes `f` into `out` with every marker expanded: "^^" as a caret, and an argument marker by
+// `insert(marker)`, which appends its argument to `out`, or returns false to give up on the
+// whole format (`out` is then incomplete and the call returns false).
+template <class Insert>
+bool expandMarkers(const std::string& f, const std::vector<Marker>& markers, std::string& out,
+                   Insert&& insert) {
+  out.reserve(f.size() + 16 * markers.size());
+  std::size_t pos = 0;
+  for (const Marker& m : markers) {
+    out.append(f, pos, m.begin - pos);
+    pos = m.end;
+    if (m.arg == 0)
+      out += '^';
+    else if (!insert(m))
+      return false;
+  }
+  out.append(f, pos, std::string::npos);
+  return true;
+}
+
 union ArgValue {
   const Tstring* str;
   const char* chars;
@@ -526,19 +546,12 @@ int Tstring::tFormatStrings(const Tstring& fmt, const Tstring* const* args, unsi
   std::vector<Marker> markers;
   parseMarkers(f, markers);
   std::string out;
-  out.reserve(f.size() + 16 * markers.size());
-  std::size_t pos = 0;
-  for (const Marker& m : markers) {
-    out.append(f, pos, m.begin - pos);
-    pos = m.end;
-    if (m.arg == 0) {
-      out += '^';
-      continue;
-    }
-    if (m.type != 's' || static_cast<unsigned int>(m.arg) > count) return -1;
+  const bool filled = expandMarkers(f, markers, out, [&](const Marker& m) {
+    if (m.type != 's' || static_cast<unsigned int>(m.arg) > count) return false;
     out += TstringAccess::narrow(*args[m.arg - 1]);
-  }
-  out.append(f, pos, std::string::npos);
+    return true;
+  });
+  if (!filled) return -1;
   TstringAccess::setNarrow(*this, out.data(), out.size());
   return 0;
 }
@@ -580,16 +593,8 @@ int Tstring::tFormatArgList(const Tstring* fmt, va_list args) {
   }
 
   std::string out;
-  out.reserve(f.size() + 16 * markers.size());
-  std::size_t pos = 0;
-  for (const Marker& m : markers) {
-    out.append(f, pos, m.begin - pos);
-    pos = m.end;
-    if (m.arg == 0) {
-      out += '^';
-      continue;
-    }
-    if (m.arg > kMaxArg || !have[m.arg - 1]) continue;
+  expandMarkers(f, markers, out, [&](const Marker& m) {
+    if (m.arg > kMaxArg || !have[m.arg - 1]) return true;
     const ArgValue& v = values[m.arg - 1];
     switch (types[m.arg - 1]) {
       case ArgType::kInt:
@@ -620,8 +625,8 @@ int Tstring::tFormatArgList(const Tstring* fmt, va_list args) {
       case ArgType::kSkip:
       case ArgType::kNone: break;
     }
-  }
-  out.append(f, pos, std::string::npos);
+    return true;
+  });
   TstringAccess::setNarrow(*this, out.data(), out.size());
   return 0;
 }

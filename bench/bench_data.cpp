@@ -23,56 +23,34 @@ namespace {
 // compiler store a constant instead of copying).
 constexpr int kCopies = 64;
 
-void BM_scalarCopy_vela(benchmark::State& state) {
-  const Tdata source(2.5);
+template <class V>
+void copyLoop(benchmark::State& state, const V& source) {
   benchmark::DoNotOptimize(&source);
   for (auto _ : state) {
     for (int i = 0; i < kCopies; ++i) {
-      Tdata copy(source);
+      V copy(source);
       benchmark::DoNotOptimize(copy);
     }
   }
   state.SetItemsProcessed(state.iterations() * kCopies);
 }
 
+void BM_scalarCopy_vela(benchmark::State& state) { copyLoop(state, Tdata(2.5)); }
+
 void BM_scalarCopy_variant(benchmark::State& state) {
-  const std::variant<double, long long, void*> source(2.5);
-  benchmark::DoNotOptimize(&source);
-  for (auto _ : state) {
-    for (int i = 0; i < kCopies; ++i) {
-      std::variant<double, long long, void*> copy(source);
-      benchmark::DoNotOptimize(copy);
-    }
-  }
-  state.SetItemsProcessed(state.iterations() * kCopies);
+  copyLoop(state, std::variant<double, long long, void*>(2.5));
 }
 
 void BM_letterCopy_vela(benchmark::State& state) {
   auto* letter = new TdataDoubleArray;
   for (int i = 0; i < 100; ++i) letter->writableArray().addLast(i);
-  const Tdata source(letter);
-  benchmark::DoNotOptimize(&source);
-  for (auto _ : state) {
-    for (int i = 0; i < kCopies; ++i) {
-      Tdata copy(source);
-      benchmark::DoNotOptimize(copy);
-    }
-  }
-  state.SetItemsProcessed(state.iterations() * kCopies);
+  copyLoop(state, Tdata(letter));
 }
 
 void BM_letterCopy_qvariant(benchmark::State& state) {
   QVector<double> values;
   for (int i = 0; i < 100; ++i) values.append(i);
-  const QVariant source = QVariant::fromValue(values);
-  benchmark::DoNotOptimize(&source);
-  for (auto _ : state) {
-    for (int i = 0; i < kCopies; ++i) {
-      QVariant copy(source);
-      benchmark::DoNotOptimize(copy);
-    }
-  }
-  state.SetItemsProcessed(state.iterations() * kCopies);
+  copyLoop(state, QVariant::fromValue(values));
 }
 
 // A chunk of n big-endian doubles, as a file holds it.

@@ -3,6 +3,7 @@
 #include <velacore/data/internal/TdataElementOps.h>
 
 #include <immintrin.h>
+#include <type_traits>
 
 namespace vela::data_internal {
 namespace {
@@ -10,14 +11,8 @@ namespace {
 template <class U>
 void swapScalar(const unsigned char* from, unsigned char* to, std::size_t n) {
   for (std::size_t i = 0; i < n; ++i) {
-    U raw;
-    std::memcpy(&raw, from + sizeof(U) * i, sizeof(U));
-    if constexpr (sizeof(U) == 8) {
-      raw = __builtin_bswap64(raw);
-    } else {
-      raw = __builtin_bswap32(raw);
-    }
-    std::memcpy(to + sizeof(U) * i, &raw, sizeof(U));
+    const U value = TbigEndian::read<U>(from + sizeof(U) * i);
+    std::memcpy(to + sizeof(U) * i, &value, sizeof(U));
   }
 }
 
@@ -42,11 +37,8 @@ __attribute__((target("avx2"))) void swapAvx2(const unsigned char* from, unsigne
     const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(from + i));
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(to + i), _mm256_shuffle_epi8(a, order));
   }
-  if constexpr (kWidth == 8) {
-    swapScalar<std::uint64_t>(from + i, to + i, (bytes - i) / 8);
-  } else {
-    swapScalar<std::uint32_t>(from + i, to + i, (bytes - i) / 4);
-  }
+  using U = std::conditional_t<kWidth == 8, std::uint64_t, std::uint32_t>;
+  swapScalar<U>(from + i, to + i, (bytes - i) / kWidth);
 }
 
 bool hasAvx2() {

@@ -33,6 +33,36 @@ struct Tkinds<Tstring> {
   static Array* array(const ToptionVar& v) { return v.asStringArray(); }
 };
 
+// The T array of `v` when `index` is one of its positions (or, with `endToo`, its end); null
+// for a missing variable, another kind or an index out of range.
+template <class T>
+typename Tkinds<T>::Array* arrayAt(const ToptionVar* v, unsigned index, bool endToo) {
+  auto* array = v == nullptr ? nullptr : Tkinds<T>::array(*v);
+  if (array == nullptr || index > array->size() || (index == array->size() && !endToo)) {
+    return nullptr;
+  }
+  return array;
+}
+
+// Copies the T array of `v` into `value`; false (value untouched) when there is none.
+template <class T>
+bool copyArray(const ToptionVar* v, typename Tkinds<T>::Array& value) {
+  const auto* array = v == nullptr ? nullptr : Tkinds<T>::array(*v);
+  if (array == nullptr) return false;
+  value.copy(*array);
+  return true;
+}
+
+// Applies `edit` to the T array of `v` where arrayAt finds it, then tells the variable's clients.
+template <class T, class Edit>
+bool editElement(ToptionVar* v, unsigned index, bool endToo, Edit edit) {
+  auto* array = arrayAt<T>(v, index, endToo);
+  if (array == nullptr) return false;
+  edit(*array);
+  v->notifyClients();
+  return true;
+}
+
 // Arrays made here grow by eight elements.
 constexpr std::uint32_t kGrowth = 8;
 
@@ -162,22 +192,13 @@ bool TprefOptionVars::getVar(const Tstring& name, Tstring& value) const {
   return getVarOf(name, value);
 }
 bool TprefOptionVars::getVar(const Tstring& name, TdoubleArray& value) const {
-  const ToptionVar* v = findVar(name);
-  if (v == nullptr || v->asDoubleArray() == nullptr) return false;
-  value.copy(*v->asDoubleArray());
-  return true;
+  return copyArray<double>(findVar(name), value);
 }
 bool TprefOptionVars::getVar(const Tstring& name, Tint32Array& value) const {
-  const ToptionVar* v = findVar(name);
-  if (v == nullptr || v->asInt32Array() == nullptr) return false;
-  value.copy(*v->asInt32Array());
-  return true;
+  return copyArray<int>(findVar(name), value);
 }
 bool TprefOptionVars::getVar(const Tstring& name, TstringArray& value) const {
-  const ToptionVar* v = findVar(name);
-  if (v == nullptr || v->asStringArray() == nullptr) return false;
-  value.copy(*v->asStringArray());
-  return true;
+  return copyArray<Tstring>(findVar(name), value);
 }
 
 void TprefOptionVars::removeVar(const Tstring& name) {
@@ -230,12 +251,8 @@ bool TprefOptionVars::addLastArrayVar(const Tstring& name, const Tstring& value)
 
 template <class T>
 bool TprefOptionVars::insertOf(const Tstring& name, unsigned index, const T& value) {
-  ToptionVar* v = findVar(name);
-  auto* array = v == nullptr ? nullptr : Tkinds<T>::array(*v);
-  if (array == nullptr || index > array->size()) return false;
-  array->insert(value, index);
-  v->notifyClients();
-  return true;
+  return editElement<T>(findVar(name), index, true,
+                        [&](typename Tkinds<T>::Array& array) { array.insert(value, index); });
 }
 
 bool TprefOptionVars::insertArrayVar(const Tstring& name, unsigned index, double value) {
@@ -250,12 +267,8 @@ bool TprefOptionVars::insertArrayVar(const Tstring& name, unsigned index, const 
 
 template <class T>
 bool TprefOptionVars::replaceOf(const Tstring& name, unsigned index, const T& value) {
-  ToptionVar* v = findVar(name);
-  auto* array = v == nullptr ? nullptr : Tkinds<T>::array(*v);
-  if (array == nullptr || index >= array->size()) return false;
-  (*array)[index] = value;
-  v->notifyClients();
-  return true;
+  return editElement<T>(findVar(name), index, false,
+                        [&](typename Tkinds<T>::Array& array) { array[index] = value; });
 }
 
 bool TprefOptionVars::replaceArrayVar(const Tstring& name, unsigned index, double value) {
@@ -290,9 +303,8 @@ bool TprefOptionVars::clearArrayVar(const Tstring& name) {
 
 template <class T>
 bool TprefOptionVars::getElementOf(const Tstring& name, unsigned index, T& value) const {
-  const ToptionVar* v = findVar(name);
-  const auto* array = v == nullptr ? nullptr : Tkinds<T>::array(*v);
-  if (array == nullptr || index >= array->size()) return false;
+  const auto* array = arrayAt<T>(findVar(name), index, false);
+  if (array == nullptr) return false;
   value = (*array)[index];
   return true;
 }

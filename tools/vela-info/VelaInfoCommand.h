@@ -11,6 +11,8 @@
 // The dispatcher answers `vela-info NAME --help` (and `-h`) from `help`, so every command has it.
 #pragma once
 
+#include <velacore/base/TstringCatalog.h>
+
 #include <cstdio>
 #include <vector>
 
@@ -31,6 +33,13 @@ struct TvelaInfoRegistrar {
     velaInfoCommands().push_back(&command);
   }
 };
+
+/// Reports a refused argument on stderr: the catalogue message `key` (one %s, for `word`) and a
+/// line break.
+inline void velaInfoFail(const char* key, const char* word) {
+  std::fprintf(stderr, TstringCatalog::sText(TstringId{key}), word);
+  std::fputc('\n', stderr);
+}
 
 #define VELA_INFO_CONCAT2(a, b) a##b
 #define VELA_INFO_CONCAT(a, b) VELA_INFO_CONCAT2(a, b)

@@ -1,7 +1,6 @@
 // vela-info names: natural name order, and the names unique naming hands out.
 #include "VelaInfoCommand.h"
 
-#include <velacore/base/TstringCatalog.h>
 #include <velacore/names/Tnamespace.h>
 
 #include <algorithm>
@@ -28,11 +27,6 @@ void help(std::FILE* out) {
       out);
 }
 
-void fail(const char* key, const char* word) {
-  std::fprintf(stderr, TstringCatalog::sText(TstringId{key}), word);
-  std::fputc('\n', stderr);
-}
-
 int sortNames(int first, int argc, char** argv) {
   std::vector<const char*> names(argv + first, argv + argc);
   std::stable_sort(names.begin(), names.end(), [](const char* a, const char* b) {
@@ -45,13 +39,13 @@ int sortNames(int first, int argc, char** argv) {
 int uniqueNames(int argc, char** argv) {
   const Tstring base(argv[2]);
   if (!Tnamespace::isValidName(base)) {
-    fail("s_TvelaInfoNamesStrings.rBadName", argv[2]);
+    velaInfoFail("s_TvelaInfoNamesStrings.rBadName", argv[2]);
     return 2;
   }
   char* end = nullptr;
   const long count = std::strtol(argv[3], &end, 10);
   if (end == argv[3] || *end != '\0' || count < 0 || count > 1000000) {
-    fail("s_TvelaInfoNamesStrings.rBadCount", argv[3]);
+    velaInfoFail("s_TvelaInfoNamesStrings.rBadCount", argv[3]);
     return 2;
   }
   Tnamespace scratch("scratch", Tnamespace::root());
@@ -59,11 +53,11 @@ int uniqueNames(int argc, char** argv) {
   for (int i = 4; i < argc; ++i) {
     const Tstring name(argv[i]);
     if (!Tnamespace::isValidName(name)) {
-      fail("s_TvelaInfoNamesStrings.rBadName", argv[i]);
+      velaInfoFail("s_TvelaInfoNamesStrings.rBadName", argv[i]);
       continue;
     }
     if (scratch.contains(name)) {
-      fail("s_TvelaInfoNamesStrings.rTwice", argv[i]);
+      velaInfoFail("s_TvelaInfoNamesStrings.rTwice", argv[i]);
       continue;
     }
     objects.push_back(std::make_unique<TnameObject>(name));

@@ -2,7 +2,6 @@
 // timecode, or shows a time range's text form.
 #include "VelaInfoCommand.h"
 
-#include <velacore/base/TstringCatalog.h>
 #include <velacore/time/TanimTime.h>
 #include <velacore/time/TperiodicTimeRange.h>
 #include <velacore/time/TunitNames.h>
@@ -26,11 +25,6 @@ void help(std::FILE* out) {
       "  Units: hour, min, sec, millisec, game, film, pal, ntsc, show, palf, ntscf, 2fps ...\n"
       "  6000fps, 23.976fps, 29.97fps, 29.97df, 47.952fps, 59.94fps, 44100fps, 48000fps, 90fps.\n",
       out);
-}
-
-void fail(const char* key, const char* word) {
-  std::fprintf(stderr, TstringCatalog::sText(TstringId{key}), word);
-  std::fputc('\n', stderr);
 }
 
 // "FIRST..LAST[/PERIOD]" in frames of the current unit.
@@ -81,11 +75,11 @@ int run(int argc, char** argv) {
   if (toName == nullptr) toName = fromName;
   TtimeUnitSystem from, to;
   if (!TunitNames::setFromName(fromName, from) || from >= kTimeNoUnit) {
-    fail("s_TvelaInfoTimeStrings.rUnknownUnit", fromName);
+    velaInfoFail("s_TvelaInfoTimeStrings.rUnknownUnit", fromName);
     return 2;
   }
   if (!TunitNames::setFromName(toName, to) || to >= kTimeNoUnit) {
-    fail("s_TvelaInfoTimeStrings.rUnknownUnit", toName);
+    velaInfoFail("s_TvelaInfoTimeStrings.rUnknownUnit", toName);
     return 2;
   }
   TanimTime::setGlobalCurrentTimeUnit(from);
@@ -96,7 +90,7 @@ int run(int argc, char** argv) {
   if (isRange) {
     if (!(text[0] == '[' || text[0] == '{' ? range.setFromString(value)
                                            : readShortRange(text, range))) {
-      fail("s_TvelaInfoTimeStrings.rBadRange", value);
+      velaInfoFail("s_TvelaInfoTimeStrings.rBadRange", value);
       return 1;
     }
     TanimTime::setGlobalCurrentTimeUnit(to);
@@ -106,7 +100,7 @@ int run(int argc, char** argv) {
 
   TanimTime time;
   if (!time.setValueFromString(value)) {
-    fail("s_TvelaInfoTimeStrings.rBadTime", value);
+    velaInfoFail("s_TvelaInfoTimeStrings.rBadTime", value);
     return 1;
   }
   TanimTime::setGlobalCurrentTimeUnit(to);

@@ -1,5 +1,7 @@
 #include <velacore/platform/TplatformFiles.h>
 
+#include <velacore/platform/TplatformLocations.h>
+
 #include <dirent.h>
 #include <fnmatch.h>
 #include <sys/stat.h>
@@ -75,11 +77,7 @@ std::vector<FolderEntry> matchingEntries(const std::string& folder, const std::s
     const char* name = e->d_name;
     if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0) continue;
     if (::fnmatch(pattern.c_str(), name, 0) != 0) continue;
-    FolderEntry entry;
-    entry.name = name;
-    struct stat st {};
-    entry.isFolder = ::stat((prefix + name).c_str(), &st) == 0 && S_ISDIR(st.st_mode);
-    entries.push_back(std::move(entry));
+    entries.push_back({name, isFolder(prefix + name)});
   }
   ::closedir(d);
   std::sort(entries.begin(), entries.end(),

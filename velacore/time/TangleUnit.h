@@ -44,8 +44,6 @@ class VELACORE_API TangleUnit
   /// A conversion object for `unit` against the present internal unit.
   explicit TangleUnit(TangleUnitSystem unit) noexcept { setCurrentUnit(unit); }
 
-  /// Recomputes both factors through the routine of the present internal unit.
-  void computeConversionFactors() noexcept;
   /// @name Factors of this object's unit against one internal unit each
   /// @{
   void computeConversionRadians() noexcept { computeFactorsAgainst(kAngleRadians); }

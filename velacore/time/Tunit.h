@@ -52,8 +52,6 @@ class VELACORE_API Tunit : public vela::time_internal::TmeasureUnit<Tunit, Tleng
   /// A conversion object for `unit` against the present internal unit.
   explicit Tunit(TunitSystem unit) noexcept { setCurrentUnit(unit); }
 
-  /// Recomputes both factors through the routine of the present internal unit.
-  void computeConversionFactors() noexcept;
   /// @name Factors of this object's unit against one internal unit each
   /// @{
   void computeConversionInch() noexcept { computeFactorsAgainst(kInch); }

@@ -45,6 +45,10 @@ class TmeasureUnit : public Kind {
 
   /// Recomputes both factors of this object's unit against the internal unit.
   void computeFactors() noexcept { computeFactorsAgainst(sInternal); }
+  /// The same, left alone while the internal unit is not one of the kind's units.
+  void computeConversionFactors() noexcept {
+    if (sInternal < Kind::kUnitCount) computeFactors();
+  }
 
   /// @name Process-wide units (plain globals, no lock)
   /// @{

@@ -1,5 +1,7 @@
 #include <velacore/environment/TprefOptionVars.h>
 
+#include <algorithm>
+
 VELA_DEFINE_TYPE(TprefOptionVars, TpreferenceItem);
 
 const int TprefOptionVars::fsVersion = 3;
@@ -106,40 +108,11 @@ TprefOptionVars::TprefOptionVars() : TpreferenceItem(kItemType, kItemFlags), fVa
 TprefOptionVars::~TprefOptionVars() { removeAllVars(); }
 
 bool TprefOptionVars::varExists(const Tstring& name, unsigned& index) const {
-  const unsigned count = fVars.size();
-  if (count == 0) {
-    index = 0;
-    return false;
-  }
-  if (name.compare(fVars[0]->name()) < 0) {
-    index = 0;
-    return false;
-  }
-  if (name.compare(fVars[count - 1]->name()) > 0) {
-    index = count;
-    return false;
-  }
-  unsigned low = 0;
-  unsigned high = count - 1;
-  while (high > low + 1) {
-    const unsigned mid = (low + high) / 2;
-    const int c = name.compare(fVars[mid]->name());
-    if (c == 0) {
-      index = mid;
-      return true;
-    }
-    if (c < 0) {
-      high = mid;
-    } else {
-      low = mid;
-    }
-  }
-  if (name.compare(fVars[low]->name()) == 0) {
-    index = low;
-    return true;
-  }
-  index = high;
-  return name.compare(fVars[high]->name()) == 0;
+  const auto found = std::lower_bound(
+      fVars.begin(), fVars.end(), name,
+      [](const ToptionVar* v, const Tstring& n) { return v->name().compare(n) < 0; });
+  index = static_cast<unsigned>(found - fVars.begin());
+  return found != fVars.end() && name.compare((*found)->name()) == 0;
 }
 
 bool TprefOptionVars::varExists(const Tstring& name) const {

@@ -40,11 +40,9 @@ Tmetaclass::Tmetaclass(Tmetaclass** /*self*/, const char* name, unsigned size,
                        TconstructorClass* creator, unsigned tag, bool forceIndex,
                        Tmetaclass** super1, Tmetaclass** super2, Tmetaclass** super3,
                        Tmetaclass** super4)
-    : fAncestorTable(nullptr), fName(name), fTag(tag), fConstructorProc(), fCreator(creator) {
-  fBorrowedTable = false;
-  fSuperCount = 0;
-  registerClass(forceIndex);
-  storeSupers(size, super1, super2, super3, super4);
+    : Tmetaclass(nullptr, name, size, TconstructorProc(), tag, forceIndex, super1, super2, super3,
+                 super4) {
+  fCreator = creator;
 }
 
 Tmetaclass::Tmetaclass(const Tmetaclass& other)
@@ -133,13 +131,7 @@ unsigned Tmetaclass::extraSize() const {
 const unsigned* Tmetaclass::buildTable() const {
   unsigned short lo = 0xFFFF;
   unsigned short hi = 0;
-  for (unsigned i = 0; i < fSuperCount; ++i) {
-    const Tmetaclass* s = super(i);
-    if (s == nullptr) continue;
-    if (s->fIndex < lo) lo = s->fIndex;
-    if (s->fIndex > hi) hi = s->fIndex;
-    s->getTableSize(lo, hi);
-  }
+  getTableSize(lo, hi);
   if (lo > hi) lo = hi = 0;  // every link still unset: an empty range at 0
   const unsigned words = (unsigned(hi) - lo + 32) / 32 + 1;
   auto* table = static_cast<unsigned*>(std::calloc(words, sizeof(unsigned)));
@@ -179,16 +171,6 @@ void Tmetaclass::fillTable(unsigned* table, unsigned short lower) const {
 
 void Tmetaclass::setBounds(unsigned* table, unsigned short lower, unsigned short upper) {
   table[0] = unsigned(lower) | unsigned(upper) << 16;
-}
-
-unsigned short Tmetaclass::lower() const {
-  const unsigned* table = fAncestorTable.load(std::memory_order_acquire);
-  return table == nullptr ? 0 : static_cast<unsigned short>(table[0] & 0xFFFFu);
-}
-
-unsigned short Tmetaclass::upper() const {
-  const unsigned* table = fAncestorTable.load(std::memory_order_acquire);
-  return table == nullptr ? 0 : static_cast<unsigned short>(table[0] >> 16);
 }
 
 bool Tmetaclass::isexactlya(const char* name) const {

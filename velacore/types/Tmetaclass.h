@@ -235,8 +235,6 @@ class VELACORE_API Tmetaclass {
   const unsigned* buildTable() const;
   void getTableSize(unsigned short& lower, unsigned short& upper) const;
   void fillTable(unsigned* table, unsigned short lower) const;
-  [[nodiscard]] unsigned short lower() const;
-  [[nodiscard]] unsigned short upper() const;
   static void setBounds(unsigned* table, unsigned short lower, unsigned short upper);
   void debugOneLine(std::string& line) const;
 

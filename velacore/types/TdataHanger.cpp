@@ -1,6 +1,5 @@
 #include <velacore/types/TdataHanger.h>
 
-#include <type_traits>
 #include <utility>
 
 VELA_DEFINE_ABSTRACT_TYPE(TblindData);
@@ -16,16 +15,23 @@ VELA_DEFINE_TYPE(TblindPointerData, TblindData);
 VELA_DEFINE_TEMPLATE_TYPE_AS("TblindMatrixData", 0u, TtypeKind::kConcrete, TblindMatrixData,
                              TblindData);
 
-// Long lists are destroyed in a loop, not by recursion through the destructors.
-TblindData::~TblindData() {
-  TblindData* next = fNext;
-  while (next != nullptr) {
-    TblindData* after = next->fNext;
-    next->fNext = nullptr;
-    delete next;
-    next = after;
+namespace {
+
+// Destroys `node` and the nodes after it in a loop, not by recursion through the destructors,
+// so that a long list cannot exhaust the stack.
+template <class Node>
+void deleteChain(Node* node) {
+  while (node != nullptr) {
+    Node* after = node->fNext;
+    node->fNext = nullptr;
+    delete node;
+    node = after;
   }
 }
+
+}  // namespace
+
+TblindData::~TblindData() { deleteChain(fNext); }
 
 TblindPointerData::~TblindPointerData() {
   if (fValue != nullptr && fRelease != nullptr) fRelease(fValue);
@@ -39,13 +45,7 @@ void TblindPointerData::replace(void* value, Trelease release) {
 
 ThangerData::~ThangerData() {
   delete fItems;
-  ThangerData* next = fNext;
-  while (next != nullptr) {
-    ThangerData* after = next->fNext;
-    next->fNext = nullptr;
-    delete next;
-    next = after;
-  }
+  deleteChain(fNext);
 }
 
 TdataHanger::~TdataHanger() { delete fHead; }
@@ -73,13 +73,17 @@ TblindData* TdataHanger::item(const Tstring& name, int index) const {
 
 namespace {
 
+// A pointer item's value: the pointer and its release function.
+using TpointerValue = std::pair<void*, TblindPointerData::Trelease>;
+
 // Stores `value` into an item of the kind Item; items of another kind stay as they are.
 template <class Item, class V>
 void assign(TblindData* item, const V& value) {
   if (auto* same = vela::typeCast<Item>(item)) same->fValue = value;
 }
 
-void assign(TblindData* item, const std::pair<void*, TblindPointerData::Trelease>& value) {
+template <>
+void assign<TblindPointerData>(TblindData* item, const TpointerValue& value) {
   if (auto* same = vela::typeCast<TblindPointerData>(item)) same->replace(value.first, value.second);
 }
 
@@ -89,8 +93,7 @@ Item* makeItem(const V& value) {
 }
 
 template <>
-TblindPointerData* makeItem<TblindPointerData>(
-    const std::pair<void*, TblindPointerData::Trelease>& value) {
+TblindPointerData* makeItem<TblindPointerData>(const TpointerValue& value) {
   return new TblindPointerData(value.first, value.second);
 }
 
@@ -110,10 +113,7 @@ void TdataHanger::setValue(const Tstring& name, const V& value, int index) {
   TblindData** link = &entry->fItems;
   for (int i = 0; *link != nullptr; ++i) {
     if (i == index) {
-      if constexpr (std::is_same_v<Item, TblindPointerData>)
-        assign(*link, value);
-      else
-        assign<Item>(*link, value);
+      assign<Item>(*link, value);
       return;
     }
     link = &(*link)->fNext;
@@ -145,8 +145,7 @@ void TdataHanger::set(const Tstring& name, const T4dDblMatrix& value, int index)
   setValue<TblindMatrixData>(name, value, index);
 }
 void TdataHanger::set(const Tstring& name, void* value, int index, void (*release)(void*)) {
-  setValue<TblindPointerData>(name, std::pair<void*, TblindPointerData::Trelease>(value, release),
-                              index);
+  setValue<TblindPointerData>(name, TpointerValue(value, release), index);
 }
 
 bool TdataHanger::get(const Tstring& name, double& value, int index) const {

@@ -56,6 +56,15 @@ std::vector<Tstring> segments(const Tstring& path) {
   return out;
 }
 
+// Where an unregistered object registers: its namespace pointer, else its place-holder
+// namespace (when that resolves), else the current namespace.
+Tnamespace* homeNamespace(const TnameObject& obj) {
+  Tnamespace* ns = obj.getNamespace();
+  if (ns == nullptr && obj.hasPlaceHolderNamespace())
+    ns = Tnamespace::current()->resolveNamespace(obj.placeHolderNamespace());
+  return ns != nullptr ? ns : Tnamespace::current();
+}
+
 }  // namespace
 
 TnameObject::~TnameObject() {
@@ -85,9 +94,7 @@ bool TnameObject::makeNameUnique() {
     // Registered first where reserveName would put it; a taken or missing name is fine here,
     // the name is replaced below anyway.
     if (!fName.isEmpty() && !Tnamespace::isValidName(fName)) return false;
-    if (ns == nullptr && hasPlaceHolderNamespace())
-      ns = Tnamespace::current()->resolveNamespace(fPlaceHolder);
-    if (ns == nullptr) ns = Tnamespace::current();
+    ns = homeNamespace(*this);
   } else {
     ns->eraseLocked(this);
   }
@@ -100,10 +107,7 @@ bool TnameObject::makeNameUnique() {
 bool TnameObject::reserveName() {
   TstoreLock guard(storeLock());
   if (isRegistered()) return false;
-  Tnamespace* ns = fNamespace;
-  if (ns == nullptr && hasPlaceHolderNamespace())
-    ns = Tnamespace::current()->resolveNamespace(fPlaceHolder);
-  if (ns == nullptr) ns = Tnamespace::current();
+  Tnamespace* ns = homeNamespace(*this);
   TnameString leaf = fName;
   const int colon = fName.rindex(':');
   if (colon >= 0) {

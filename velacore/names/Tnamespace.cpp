@@ -25,12 +25,8 @@ Tnamespace::Tnamespace(const Tstring& name, Tnamespace* parent) : TnameObject(na
 
 Tnamespace::~Tnamespace() {
   TstoreLock guard(storeLock());
-  for (auto& [key, obj] : fEntries) {
-    if (obj == nullptr) continue;
-    obj->fNamespace = nullptr;
-    obj->fFlags &= ~kRegistered;
-    obj->setNameCacheDirty();
-  }
+  for (auto& [key, obj] : fEntries)
+    if (obj != nullptr) detachLocked(obj);
   fEntries.clear();
   if (currentNamespace() == this) currentNamespace() = nullptr;
   vela::names::storeChanged();
@@ -90,9 +86,7 @@ bool Tnamespace::rename(TnameObject* obj, const Tstring& name) {
 
 bool Tnamespace::holdName(const Tstring& name) {
   TstoreLock guard(storeLock());
-  if (!isValidName(name) || contains(name)) return false;
-  fEntries.emplace(TnameString(name), nullptr);
-  return true;
+  return isValidName(name) && fEntries.emplace(TnameString(name), nullptr).second;
 }
 
 bool Tnamespace::releaseHeldName(const Tstring& name) {
@@ -208,10 +202,14 @@ bool Tnamespace::addLocked(TnameObject* obj, const TnameString& name) {
 void Tnamespace::eraseLocked(TnameObject* obj) {
   const auto it = fEntries.find(obj->fName);
   if (it != fEntries.end() && it->second == obj) fEntries.erase(it);
+  detachLocked(obj);
+  vela::names::storeChanged();
+}
+
+void Tnamespace::detachLocked(TnameObject* obj) {
   obj->fNamespace = nullptr;
   obj->fFlags &= ~kRegistered;
   obj->setNameCacheDirty();
-  vela::names::storeChanged();
 }
 
 TnameString Tnamespace::uniqueNameLocked(const TnameString& wanted, const TnameObject* obj) const {

@@ -77,14 +77,16 @@ class VELACORE_API Tnamespace : public TnameObject {
  private:
   friend class TnameObject;
   friend class TnameObjectIterator;
-  using Tdictionary = std::map<TnameString, TnameObject*, TnameString::Less>;
+  using Tentries = std::map<TnameString, TnameObject*, TnameString::Less>;
 
   bool addLocked(TnameObject* obj, const TnameString& wanted);
   void eraseLocked(TnameObject* obj);
+  /// Marks `obj` as belonging to no namespace (its entry is the caller's business).
+  static void detachLocked(TnameObject* obj);
   [[nodiscard]] Tstring nextIncrementLocked(const Tstring& base, bool* mayBeTaken) const;
   [[nodiscard]] TnameString uniqueNameLocked(const TnameString& wanted,
                                              const TnameObject* obj) const;
   [[nodiscard]] Tstring pathLocked() const;
 
-  Tdictionary fEntries;
+  Tentries fEntries;
 };

@@ -83,8 +83,7 @@ TdictionaryNode* Tdictionary::findPath(const Ops& ops, TdictionaryNode& probe,
     start = 1;
     while (start <= top && !smaller(marks[start])) ++start;
     if (start > top) return descend(ops, probe, this, top, nullptr, 1, update, equal);
-    update[start] = marks[start];
-    for (int level = start + 1; level <= top; ++level) update[level] = marks[level];
+    for (int level = start; level <= top; ++level) update[level] = marks[level];
     kept = start;
     return descend(ops, probe, marks[start], start - 1, nullptr, 1, update, equal);
   }
@@ -134,8 +133,8 @@ TdictionaryNode* Tdictionary::insertWith(const Ops& ops, TdictionaryNode& probe,
     link = node;
   }
   if (bookmark != nullptr) {
-    for (int l = 0; l < kept; ++l) bookmark->fNodes[l] = update[l];
-    for (int l = kept; l < level; ++l) bookmark->fNodes[l] = update[l];
+    const int filled = kept > level ? kept : level;
+    for (int l = 0; l < filled; ++l) bookmark->fNodes[l] = update[l];
   }
   return node;
 }

@@ -64,11 +64,11 @@ class VELACORE_API TdataCompoundTuple
 };
 
 // The metaclasses and the tuple code of each compound are defined with the library.
-#define VELA_DATA_COMPOUND(T, N)                                                   \
-  template <>                                                                      \
-  VELACORE_API Tmetaclass** TdataCompoundTuple<T, N>::sTmetaAddress();             \
-  template <>                                                                      \
-  VELACORE_API void* TdataCompoundTuple<T, N>::cast(Tmetaclass* t);                \
+#define VELA_DATA_COMPOUND(T, N)                                       \
+  template <>                                                          \
+  VELACORE_API Tmetaclass** TdataCompoundTuple<T, N>::sTmetaAddress(); \
+  template <>                                                          \
+  VELACORE_API void* TdataCompoundTuple<T, N>::cast(Tmetaclass* t);    \
   extern template class TdataTuple<TdataCompoundTuple<T, N>, TdataCompound, T, N>
 
 VELA_DATA_COMPOUND(double, 2);

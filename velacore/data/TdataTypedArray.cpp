@@ -15,25 +15,25 @@
 
 using namespace vela::data_internal;
 
-template <class Self, class T>
-TdataTypedArray<Self, T>::TdataTypedArray(const Array& values) {
+template <class T>
+TdataTypedArray<T>::TdataTypedArray(const Array& values) {
   adopt(new Array(values), &sDestroy, true);
 }
 
-template <class Self, class T>
-TdataTypedArray<Self, T>::TdataTypedArray(Array* array, bool deleteWhenDestroyed) {
+template <class T>
+TdataTypedArray<T>::TdataTypedArray(Array* array, bool deleteWhenDestroyed) {
   if (array != nullptr) adopt(array, &sDestroy, deleteWhenDestroyed);
 }
 
-template <class Self, class T>
-const typename TdataTypedArray<Self, T>::Array& TdataTypedArray<Self, T>::array() const {
+template <class T>
+const typename TdataTypedArray<T>::Array& TdataTypedArray<T>::array() const {
   static const Array empty;
   const Array* a = unReferencedArray();
   return a != nullptr ? *a : empty;
 }
 
-template <class Self, class T>
-typename TdataTypedArray<Self, T>::Array& TdataTypedArray<Self, T>::writableArray() {
+template <class T>
+typename TdataTypedArray<T>::Array& TdataTypedArray<T>::writableArray() {
   Array* a = unReferencedArray();
   if (a == nullptr) {
     adopt(new Array(8), &sDestroy, true);
@@ -43,8 +43,8 @@ typename TdataTypedArray<Self, T>::Array& TdataTypedArray<Self, T>::writableArra
   return *unReferencedArray();
 }
 
-template <class Self, class T>
-void TdataTypedArray<Self, T>::debug(TdebugOutput& out, unsigned details) const {
+template <class T>
+void TdataTypedArray<T>::debug(TdebugOutput& out, unsigned details) const {
   TdataLetter::debug(out, details);
   const Array& a = array();
   out.print("%u elements, %u sharers of the array\n", a.size(), sharerCount());
@@ -52,8 +52,8 @@ void TdataTypedArray<Self, T>::debug(TdebugOutput& out, unsigned details) const 
   for (std::uint32_t i = 0; i < a.size() && i < 16; ++i) out.print("[%u] %.17g\n", i, double(a[i]));
 }
 
-template <class Self, class T>
-void TdataTypedArray<Self, T>::footprint(Footprint& fp) const {
+template <class T>
+void TdataTypedArray<T>::footprint(Footprint& fp) const {
   TdataLetter::footprint(fp);
   fp.addField("sharingRecord", sizeof(void*));
   if (const Array* a = unReferencedArray()) {
@@ -62,8 +62,8 @@ void TdataTypedArray<Self, T>::footprint(Footprint& fp) const {
   }
 }
 
-template <class Self, class T>
-void TdataTypedArray<Self, T>::reset() {
+template <class T>
+void TdataTypedArray<T>::reset() {
   if (unReferencedArray() == nullptr) return;
   if (isShared()) {
     release();
@@ -72,13 +72,13 @@ void TdataTypedArray<Self, T>::reset() {
   }
 }
 
-template <class Self, class T>
-TdataLetter* TdataTypedArray<Self, T>::copy() const {
-  return new Self(*static_cast<const Self*>(this));
+template <class T>
+TdataLetter* TdataTypedArray<T>::copy() const {
+  return new TdataTypedArray(*this);
 }
 
-template <class Self, class T>
-int TdataTypedArray<Self, T>::readASCII(const TargList& args, unsigned& index, int) {
+template <class T>
+int TdataTypedArray<T>::readASCII(const TargList& args, unsigned& index, int) {
   unsigned at = index;
   std::uint32_t n = 0;
   if (!args.readCount(at, n)) return -1;
@@ -92,15 +92,15 @@ int TdataTypedArray<Self, T>::readASCII(const TargList& args, unsigned& index, i
   return 0;
 }
 
-template <class Self, class T>
-int TdataTypedArray<Self, T>::writeASCII(Tfile& file, int) const {
+template <class T>
+int TdataTypedArray<T>::writeASCII(Tfile& file, int) const {
   file.writeArray(array());
   file.write(" ");
   return 0;
 }
 
-template <class Self, class T>
-int TdataTypedArray<Self, T>::readBinary(TiffTag, unsigned& size, const void*& cursor) {
+template <class T>
+int TdataTypedArray<T>::readBinary(TiffTag, unsigned& size, const void*& cursor) {
   const std::uint32_t n = size / sizeof(T);
   Array& a = writableArray();
   a.changeLogicalSizeTo(n);
@@ -111,21 +111,21 @@ int TdataTypedArray<Self, T>::readBinary(TiffTag, unsigned& size, const void*& c
   return 0;
 }
 
-template <class Self, class T>
-int TdataTypedArray<Self, T>::writeBinary(TiffFile& file) const {
+template <class T>
+int TdataTypedArray<T>::writeBinary(TiffFile& file) const {
   const Array& a = array();
   if (a.size() == 0) return 0;
   return file.writeValues(a.data(), a.size());
 }
 
-template <class Self, class T>
-void TdataTypedArray<Self, T>::deepCopy() {
+template <class T>
+void TdataTypedArray<T>::deepCopy() {
   if (isShared()) (void)writableArray();
 }
 
-template <class Self, class T>
-bool TdataTypedArray<Self, T>::smartCopy(const TdataLetter* source) {
-  const Self* other = this->sameKind(source);
+template <class T>
+bool TdataTypedArray<T>::smartCopy(const TdataLetter* source) {
+  const TdataTypedArray* other = this->sameKind(source);
   if (other == nullptr) return false;
   if (other == this) return true;
   const Array& from = other->array();
@@ -135,8 +135,8 @@ bool TdataTypedArray<Self, T>::smartCopy(const TdataLetter* source) {
   return true;
 }
 
-template class TdataTypedArray<TdataDoubleArray, double>;
-template class TdataTypedArray<TdataFloatArray, float>;
-template class TdataTypedArray<TdataInt32Array, std::int32_t>;
-template class TdataTypedArray<TdataInt64Array, std::int64_t>;
-template class TdataTypedArray<TdataUInt64Array, std::uint64_t>;
+template class TdataTypedArray<double>;
+template class TdataTypedArray<float>;
+template class TdataTypedArray<std::int32_t>;
+template class TdataTypedArray<std::int64_t>;
+template class TdataTypedArray<std::uint64_t>;

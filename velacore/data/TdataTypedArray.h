@@ -1,5 +1,5 @@
 // The array letters: TdataDoubleArray, TdataFloatArray, TdataInt32Array, TdataInt64Array and
-// TdataUInt64Array, one template over the element type.
+// TdataUInt64Array, aliases of one template over the element type (each its own run-time class).
 //
 // An array letter owns its array through a sharing record (TsharedReference): copying the
 // letter shares the array, and the array is copied only when a sharer asks for it to change
@@ -34,12 +34,51 @@
 #include <velacore/data/internal/TdataElementLetter.h>
 
 #include <cstdint>
+#include <type_traits>
 
-template <class Self, class T>
+namespace vela::data_internal {
+// The type name and tag of the array letter of element type T.
+template <class T>
+struct TarrayNames;
+template <>
+struct TarrayNames<double> {
+  static constexpr const char* kName = "doubleArray";
+  static constexpr TiffTag kTag{"DBL#"};
+};
+template <>
+struct TarrayNames<float> {
+  static constexpr const char* kName = "floatArray";
+  static constexpr TiffTag kTag{"FLT#"};
+};
+template <>
+struct TarrayNames<std::int32_t> {
+  static constexpr const char* kName = "Int32Array";
+  static constexpr TiffTag kTag{"I32#"};
+};
+template <>
+struct TarrayNames<std::int64_t> {
+  static constexpr const char* kName = "Int64Array";
+  static constexpr TiffTag kTag{"I64#"};
+};
+template <>
+struct TarrayNames<std::uint64_t> {
+  static constexpr const char* kName = "uInt64Array";
+  static constexpr TiffTag kTag{"U64#"};
+};
+}  // namespace vela::data_internal
+
+template <class T>
 class VELACORE_API TdataTypedArray
-    : public vela::data_internal::TdataElementLetter<Self, TdataLetter, T>,
+    : public vela::data_internal::TdataElementLetter<TdataTypedArray<T>, TdataLetter, T>,
       public TsharedReference {
+  // The element type's own accessor exists only on its letter (doubleArray() on doubles...).
+  template <class U, class E>
+  using Only = std::enable_if_t<std::is_same_v<U, E>, TvalueArray<T>&>;
+
  public:
+  VELA_DECLARE_TYPE(TdataTypedArray);
+  static constexpr const char* kTypeName = vela::data_internal::TarrayNames<T>::kName;
+  static constexpr TiffTag kTag = vela::data_internal::TarrayNames<T>::kTag;
   using Array = TvalueArray<T>;
   using Element = T;
 
@@ -67,6 +106,17 @@ class VELACORE_API TdataTypedArray
   [[nodiscard]] const T* elementData() const { return array().data(); }
   [[nodiscard]] std::uint32_t elementCount() const { return array().size(); }
   [[nodiscard]] T* writableElements() { return writableArray().data(); }
+  /// The array to change under the element type's name (as writableArray()).
+  template <class U = T>
+  Only<U, double> doubleArray() { return writableArray(); }
+  template <class U = T>
+  Only<U, float> floatArray() { return writableArray(); }
+  template <class U = T>
+  Only<U, std::int32_t> int32Array() { return writableArray(); }
+  template <class U = T>
+  Only<U, std::int64_t> int64Array() { return writableArray(); }
+  template <class U = T>
+  Only<U, std::uint64_t> uInt64Array() { return writableArray(); }
   /// @}
 
   /// @name Letter behaviour
@@ -88,59 +138,28 @@ class VELACORE_API TdataTypedArray
   static void sDestroy(void* array) { delete static_cast<Array*>(array); }
 };
 
+// The metaclasses and the array code of each element type are defined with the library.
+#define VELA_DATA_TYPED_ARRAY(T)                                       \
+  template <>                                                          \
+  VELACORE_API Tmetaclass** TdataTypedArray<T>::sTmetaAddress();       \
+  template <>                                                          \
+  VELACORE_API void* TdataTypedArray<T>::cast(Tmetaclass* t);          \
+  extern template class TdataTypedArray<T>
+
+VELA_DATA_TYPED_ARRAY(double);
+VELA_DATA_TYPED_ARRAY(float);
+VELA_DATA_TYPED_ARRAY(std::int32_t);
+VELA_DATA_TYPED_ARRAY(std::int64_t);
+VELA_DATA_TYPED_ARRAY(std::uint64_t);
+#undef VELA_DATA_TYPED_ARRAY
+
 /// Doubles ("doubleArray", tag DBL#).
-class VELACORE_API TdataDoubleArray : public TdataTypedArray<TdataDoubleArray, double> {
- public:
-  VELA_DECLARE_TYPE(TdataDoubleArray);
-  static constexpr const char* kTypeName = "doubleArray";
-  static constexpr TiffTag kTag{"DBL#"};
-  using TdataTypedArray::TdataTypedArray;
-  /// The array to change (as writableArray()).
-  TdoubleArray& doubleArray() { return writableArray(); }
-};
-
+using TdataDoubleArray = TdataTypedArray<double>;
 /// Floats ("floatArray", tag FLT#).
-class VELACORE_API TdataFloatArray : public TdataTypedArray<TdataFloatArray, float> {
- public:
-  VELA_DECLARE_TYPE(TdataFloatArray);
-  static constexpr const char* kTypeName = "floatArray";
-  static constexpr TiffTag kTag{"FLT#"};
-  using TdataTypedArray::TdataTypedArray;
-  TfloatArray& floatArray() { return writableArray(); }
-};
-
+using TdataFloatArray = TdataTypedArray<float>;
 /// 32-bit integers ("Int32Array", tag I32#).
-class VELACORE_API TdataInt32Array : public TdataTypedArray<TdataInt32Array, std::int32_t> {
- public:
-  VELA_DECLARE_TYPE(TdataInt32Array);
-  static constexpr const char* kTypeName = "Int32Array";
-  static constexpr TiffTag kTag{"I32#"};
-  using TdataTypedArray::TdataTypedArray;
-  Tint32Array& int32Array() { return writableArray(); }
-};
-
+using TdataInt32Array = TdataTypedArray<std::int32_t>;
 /// 64-bit integers ("Int64Array", tag I64#).
-class VELACORE_API TdataInt64Array : public TdataTypedArray<TdataInt64Array, std::int64_t> {
- public:
-  VELA_DECLARE_TYPE(TdataInt64Array);
-  static constexpr const char* kTypeName = "Int64Array";
-  static constexpr TiffTag kTag{"I64#"};
-  using TdataTypedArray::TdataTypedArray;
-  Tint64Array& int64Array() { return writableArray(); }
-};
-
+using TdataInt64Array = TdataTypedArray<std::int64_t>;
 /// Unsigned 64-bit integers ("uInt64Array", tag U64#).
-class VELACORE_API TdataUInt64Array : public TdataTypedArray<TdataUInt64Array, std::uint64_t> {
- public:
-  VELA_DECLARE_TYPE(TdataUInt64Array);
-  static constexpr const char* kTypeName = "uInt64Array";
-  static constexpr TiffTag kTag{"U64#"};
-  using TdataTypedArray::TdataTypedArray;
-  TuInt64Array& uInt64Array() { return writableArray(); }
-};
-
-extern template class TdataTypedArray<TdataDoubleArray, double>;
-extern template class TdataTypedArray<TdataFloatArray, float>;
-extern template class TdataTypedArray<TdataInt32Array, std::int32_t>;
-extern template class TdataTypedArray<TdataInt64Array, std::int64_t>;
-extern template class TdataTypedArray<TdataUInt64Array, std::uint64_t>;
+using TdataUInt64Array = TdataTypedArray<std::uint64_t>;

@@ -10,8 +10,6 @@
 #include <velacore/data/internal/TdataElementOps.h>
 #include <velacore/debug/TdebugOutput.h>
 
-#include <type_traits>
-
 using namespace vela::data_internal;
 
 #define VELA_TUPLE_TEMPLATE template <class Self, class Base, class T, unsigned N>
@@ -47,13 +45,7 @@ int VELA_TUPLE::readASCII(const TargList& args, unsigned& index, int) {
 VELA_TUPLE_TEMPLATE
 int VELA_TUPLE::writeASCII(Tfile& file, int) const {
   for (unsigned i = 0; i < N; ++i) {
-    if constexpr (std::is_same_v<T, double>) {
-      file.writeDouble(fValues[i]);
-    } else if constexpr (std::is_same_v<T, float>) {
-      file.writeFloat(fValues[i]);
-    } else {
-      file.writeInt(fValues[i]);
-    }
+    file.writeNumber(fValues[i]);
     file.write(" ");
   }
   return 0;

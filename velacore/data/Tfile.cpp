@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
-#include <type_traits>
 
 void Tfile::writeDouble(double v) {
   char buf[32];
@@ -41,15 +40,7 @@ void Tfile::writeElements(const TvalueArray<T>& a) {
   writeUInt(a.size());
   for (const T& v : a) {
     fText += ' ';
-    if constexpr (std::is_same_v<T, double>) {
-      writeDouble(v);
-    } else if constexpr (std::is_same_v<T, float>) {
-      writeFloat(v);
-    } else if constexpr (std::is_signed_v<T>) {
-      writeInt(v);
-    } else {
-      writeUInt(v);
-    }
+    writeNumber(v);
   }
 }
 

@@ -18,6 +18,7 @@
 
 #include <cstdint>
 #include <string>
+#include <type_traits>
 
 class VELACORE_API Tfile {
  public:
@@ -30,6 +31,19 @@ class VELACORE_API Tfile {
   void writeFloat(float v);
   void writeInt(long long v);
   void writeUInt(unsigned long long v);
+  /// One number in the form of its type (as writeDouble, writeFloat, writeInt or writeUInt).
+  template <class T>
+  void writeNumber(T v) {
+    if constexpr (std::is_same_v<T, double>) {
+      writeDouble(v);
+    } else if constexpr (std::is_same_v<T, float>) {
+      writeFloat(v);
+    } else if constexpr (std::is_signed_v<T>) {
+      writeInt(v);
+    } else {
+      writeUInt(v);
+    }
+  }
   /// A quoted word (double quotes; quotes and backslashes inside are escaped).
   void writeQuoted(const char* text);
   void writeArray(const TdoubleArray& a);

@@ -2,6 +2,7 @@
 
 #include <velacore/base/Texception.h>
 #include <velacore/base/TstringCatalog.h>
+#include <velacore/data/internal/TdataFiles.h>
 #include <velacore/strings/Tstring.h>
 
 #include <cerrno>
@@ -54,17 +55,26 @@ void Tfile::writeArray(const TuInt32Array& a) { writeElements(a); }
 void Tfile::writeArray(const TuInt64Array& a) { writeElements(a); }
 
 void Tfile::save(const char* path) const {
+  vela::data_internal::saveBytes(path, fText.data(), fText.size());
+}
+
+namespace vela::data_internal {
+
+void throwFileError(const char* key, const char* path, int code) {
+  const Tstring format(TstringCatalog::sText(key));
+  const Tstring file(path != nullptr ? path : "");
+  const Tstring reason(std::strerror(code));
+  Tstring text;
+  text.tFormat(&format, &file, &reason);
+  throw TfileException(code, text.asC());
+}
+
+void saveBytes(const char* path, const void* bytes, std::size_t count) {
   errno = 0;
   std::ofstream out(path != nullptr ? path : "", std::ios::binary | std::ios::trunc);
-  if (out) out << fText;
+  if (out) out.write(static_cast<const char*>(bytes), std::streamsize(count));
   if (out) out.flush();
-  if (!out) {
-    const int code = errno != 0 ? errno : EIO;
-    const Tstring format(TstringCatalog::sText("s_TiffStrings.rCannotWrite"));
-    const Tstring file(path != nullptr ? path : "");
-    const Tstring reason(std::strerror(code));
-    Tstring text;
-    text.tFormat(&format, &file, &reason);
-    throw TfileException(code, text.asC());
-  }
+  if (!out) throwFileError("s_TiffStrings.rCannotWrite", path, errno != 0 ? errno : EIO);
 }
+
+}  // namespace vela::data_internal

@@ -1,13 +1,15 @@
 #include <velacore/data/TiffFile.h>
 
-#include <velacore/base/Texception.h>
-#include <velacore/base/TstringCatalog.h>
+#include <velacore/data/internal/TdataFiles.h>
 #include <velacore/strings/Tstring.h>
 
 #include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <iterator>
+
+using vela::data_internal::saveBytes;
+using vela::data_internal::throwFileError;
 
 namespace {
 
@@ -31,15 +33,6 @@ void appendTag(std::vector<unsigned char>& bytes, std::uint32_t value) {
   unsigned char b[4];
   TbigEndian::write(b, value);
   bytes.insert(bytes.end(), b, b + 4);
-}
-
-Tstring message(const char* key, const char* path, int code) {
-  Tstring text;
-  const Tstring format(TstringCatalog::sText(key));
-  const Tstring file(path != nullptr ? path : "");
-  const Tstring reason(std::strerror(code));
-  text.tFormat(&format, &file, &reason);
-  return text;
 }
 
 }  // namespace
@@ -119,13 +112,7 @@ int TiffFile::writeVersion(int version) {
 
 int TiffFile::save(const char* path) const {
   if (inChunk() || !fOpenGroups.empty()) return -1;
-  std::ofstream out(path != nullptr ? path : "", std::ios::binary | std::ios::trunc);
-  if (out) out.write(reinterpret_cast<const char*>(fBytes.data()), std::streamsize(fBytes.size()));
-  if (out) out.flush();
-  if (!out) {
-    const int code = errno != 0 ? errno : EIO;
-    throw TfileException(code, message("s_TiffStrings.rCannotWrite", path, code).asC());
-  }
+  saveBytes(path, fBytes.data(), fBytes.size());
   return 0;
 }
 
@@ -134,15 +121,10 @@ int TiffFile::save(const char* path) const {
 void TiffFile::load(const char* path) {
   errno = 0;
   std::ifstream in(path != nullptr ? path : "", std::ios::binary);
-  if (!in) {
-    const int code = errno != 0 ? errno : ENOENT;
-    throw TfileException(code, message("s_TiffStrings.rCannotRead", path, code).asC());
-  }
+  if (!in) throwFileError("s_TiffStrings.rCannotRead", path, errno != 0 ? errno : ENOENT);
   std::vector<unsigned char> bytes((std::istreambuf_iterator<char>(in)),
                                    std::istreambuf_iterator<char>());
-  if (in.bad()) {
-    throw TfileException(EIO, message("s_TiffStrings.rCannotRead", path, EIO).asC());
-  }
+  if (in.bad()) throwFileError("s_TiffStrings.rCannotRead", path, EIO);
   fBytes.swap(bytes);
   fEntries.clear();
   fError.clear();

@@ -20,8 +20,6 @@ T4dDblMatrix diagonal(double a, double b, double c) {
   return m;
 }
 
-TdblVector minus(const TdblVector& v) { return TdblVector(-v[0], -v[1], -v[2]); }
-
 }  // namespace
 
 Tquaternion TxformMatrix::computeRotation() const {
@@ -148,13 +146,14 @@ T4dDblMatrix TxformMatrix::matrix(const Tshear2& upper) const {
                            {0.0, 0.0, 1.0, 0.0},
                            {0.0, 0.0, 0.0, 1.0}};
   T4dDblMatrix m = translationMatrix(fScalePivot) * diagonal(fScale[0], fScale[1], fScale[2]) *
-                   T4dDblMatrix(lower) * T4dDblMatrix(up) * translationMatrix(minus(fScalePivot)) *
-                   translationMatrix(fScaleTranslation) * translationMatrix(fRotatePivot) *
-                   rotation().asMatrix() * translationMatrix(minus(fRotatePivot)) *
+                   T4dDblMatrix(lower) * T4dDblMatrix(up) *
+                   translationMatrix(negated(fScalePivot)) * translationMatrix(fScaleTranslation) *
+                   translationMatrix(fRotatePivot) * rotation().asMatrix() *
+                   translationMatrix(negated(fRotatePivot)) *
                    translationMatrix(fRotateTranslation) * translationMatrix(fTranslation);
   if (applyParentScaleInverse()) {
     const Tscale& p = fParentScaleInverse;
-    m = m * translationMatrix(minus(fTranslation)) * diagonal(p[0], p[1], p[2]) *
+    m = m * translationMatrix(negated(fTranslation)) * diagonal(p[0], p[1], p[2]) *
         translationMatrix(fTranslation);
   }
   return m;
@@ -175,16 +174,16 @@ T4dDblMatrix TxformMatrix::inverse() const {
   T4dDblMatrix m;
   if (applyParentScaleInverse()) {
     const Tscale& p = fParentScaleInverse;
-    m = translationMatrix(minus(fTranslation)) * diagonal(1.0 / p[0], 1.0 / p[1], 1.0 / p[2]) *
+    m = translationMatrix(negated(fTranslation)) * diagonal(1.0 / p[0], 1.0 / p[1], 1.0 / p[2]) *
         translationMatrix(fTranslation);
   }
-  m = m * translationMatrix(minus(fTranslation)) * translationMatrix(minus(fRotateTranslation)) *
-      translationMatrix(fRotatePivot) * rotation().asMatrix().transpose() *
-      translationMatrix(minus(fRotatePivot)) * translationMatrix(minus(fScaleTranslation)) *
-      translationMatrix(fScalePivot);
+  m = m * translationMatrix(negated(fTranslation)) *
+      translationMatrix(negated(fRotateTranslation)) * translationMatrix(fRotatePivot) *
+      rotation().asMatrix().transpose() * translationMatrix(negated(fRotatePivot)) *
+      translationMatrix(negated(fScaleTranslation)) * translationMatrix(fScalePivot);
   if (!fShear.isNeutral()) m = m * T4dDblMatrix(shearInv);
   return m * diagonal(1.0 / fScale[0], 1.0 / fScale[1], 1.0 / fScale[2]) *
-         translationMatrix(minus(fScalePivot));
+         translationMatrix(negated(fScalePivot));
 }
 
 bool TxformMatrix::decompose(const T4dDblMatrix& m, TxformMatrix& out, TrotOrder order) {

@@ -1,6 +1,7 @@
 #include <velacore/time/TanimTime.h>
 
 #include <velacore/base/TbigEndian.h>
+#include <velacore/time/internal/TwideMath.h>
 
 #include <limits>
 
@@ -10,19 +11,14 @@ std::int64_t TanimTime::sFileTicksPerSecond = TanimTime::kTicksPerSecond;
 
 namespace {
 
-__extension__ typedef __int128 Tint128;
+using vela::time_internal::floorDiv;
+using vela::time_internal::Tint128;
 
 TtimeUnitSystem resolve(TtimeUnitSystem unit) {
   return unit == kTimeCurrentUnit ? TanimTime::globalCurrentTimeUnit() : unit;
 }
 
 bool isColorTv(TtimeUnitSystem unit) { return unit >= kTime23_976FPS && unit <= kTime59_94FPS; }
-
-std::int64_t floorDiv(Tint128 a, Tint128 b) {
-  Tint128 q = a / b;
-  if ((a % b != 0) && ((a < 0) != (b < 0))) --q;
-  return static_cast<std::int64_t>(q);
-}
 
 std::int32_t saturate32(std::int64_t v) {
   if (v > std::numeric_limits<std::int32_t>::max()) return std::numeric_limits<std::int32_t>::max();

@@ -2,6 +2,7 @@
 #include <velacore/time/TanimTime.h>
 
 #include <velacore/time/TunitNames.h>
+#include <velacore/time/internal/TwideMath.h>
 
 #include <algorithm>
 #include <cctype>
@@ -13,7 +14,7 @@
 
 namespace {
 
-__extension__ typedef __int128 Tint128;
+using vela::time_internal::Tint128;
 using Tticks = TanimTime::Tticks;
 
 constexpr Tticks kTicksMax = std::numeric_limits<Tticks>::max();

@@ -1,5 +1,7 @@
 #include <velacore/time/TperiodicTimeRange.h>
 
+#include <velacore/time/internal/TwideMath.h>
+
 #include <algorithm>
 #include <cstring>
 #include <limits>
@@ -10,7 +12,9 @@
 
 namespace {
 
-__extension__ typedef __int128 Tint128;
+using vela::time_internal::floorDiv;
+using vela::time_internal::floorMod;
+using vela::time_internal::Tint128;
 using Tticks = std::int64_t;
 
 constexpr Tticks kInf = TtimeInterval::kInfinity;
@@ -18,18 +22,6 @@ constexpr Tticks kInf = TtimeInterval::kInfinity;
 constexpr std::uint32_t kLinearScanLimit = 17;
 // expand() refuses to list more concrete intervals than this.
 constexpr Tint128 kExpandLimit = Tint128{1} << 26;
-
-Tticks floorMod(Tint128 a, Tticks m) {
-  Tint128 r = a % m;
-  if (r < 0) r += m;
-  return static_cast<Tticks>(r);
-}
-
-Tticks floorDiv(Tint128 a, Tticks m) {
-  Tint128 q = a / m;
-  if (a % m != 0 && a < 0) --q;
-  return static_cast<Tticks>(q);
-}
 
 // Clamps a wide value into the sentinel range, so that windows stay representable.
 Tticks clampToSentinels(Tint128 v) {

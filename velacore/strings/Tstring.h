@@ -15,7 +15,8 @@
 //   Tstring copy = name;                   // shares the body
 //   copy.toUpperCase();                    // detaches, converts, edits the private copy
 //   Tstring msg;
-//   msg.tFormat(Tstring("^2s was saved as ^1s"), copy, name);   // "SCENE.VELA was saved as ..."
+//   msg.tFormat(Tstring("^2s was saved as ^1s"), copy, name);
+//                                          // "scene.vela was saved as SCENE.VELA"
 //
 // Positions: byte operations (`index`, `rindex`, `findchr`, `substring`, `operator[]`) count
 // bytes of the byte form; character operations (`findstr`, `findMB`, `findAny`, `at`,

@@ -656,13 +656,15 @@ void TperiodicTimeRangeSet::insert(TanimTime first, TanimTime last) {
 }
 
 bool TperiodicTimeRangeSet::expand(const TtimeInterval& span, TtimeIntervalArray& out) const {
-  TperiodicTimeRange all;
-  TtimeIntervalArray pieces;
+  // Every range's pieces first, then one sort and merge for them all.
+  TtimeIntervalArray pieces, all;
   for (const TperiodicTimeRange& r : fRanges) {
     if (!r.expand(span, pieces)) return false;
-    all.addAll(pieces.data(), pieces.size());
+    all.addLast(pieces.data(), pieces.size());
   }
-  out = all.intervals();
+  TperiodicTimeRange merged;
+  merged.addAll(all.data(), all.size());
+  out = merged.intervals();
   return true;
 }
 

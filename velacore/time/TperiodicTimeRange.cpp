@@ -345,10 +345,8 @@ bool TperiodicTimeRange::append(const TtimeInterval& interval) {
 
 void TperiodicTimeRange::add(const TtimeInterval& interval) {
   if (interval.empty()) return;
-  if (fUnsettled.load(std::memory_order_relaxed)) {
-    fPending.addLast(interval);
-    return;
-  }
+  // Once adds wait, later ones join them: the next read sorts them all in one go.
+  if (fUnsettled.load(std::memory_order_relaxed)) return defer(interval);
   TtimeInterval* first = fIntervals.begin();
   TtimeInterval* last = fIntervals.end();
   const std::uint32_t n = fIntervals.size();

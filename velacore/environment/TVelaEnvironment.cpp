@@ -5,6 +5,7 @@
 #include <velacore/debug/TdbTrace.h>
 #include <velacore/debug/TdebugOutput.h>
 #include <velacore/environment/TenvFileParser.h>
+#include <velacore/environment/TvelaModuleSupportBase.h>
 #include <velacore/environment/VelaEnv.h>
 #include <velacore/platform/TplatformEnvironment.h>
 #include <velacore/platform/TplatformLocations.h>
@@ -319,6 +320,11 @@ bool TVelaEnvironment::initializeVelaEnvironment(bool interactive) {
   initData();
   if (!readVariables(interactive)) return false;
   setEssentialVariables();
+  // Modules come last: their directories are one of the merged paths, and what they add goes
+  // after everything the environment set.
+  (void)TvelaModuleSupportBase::initialize();
+  (void)TvelaModuleSupportBase::scanForNewModules();
+  TvelaModuleSupportBase::updateEnvironmentVariables();
   // Start-up is the application's moment to take process-wide debug resources (the debug
   // signal), and the environment file may have set the trace switches.
   TdbTrace::sApplicationStarted();

@@ -55,8 +55,9 @@ class TVelaEnvironment {
 
   /// @name The start-up sequence
   /// @{
-  /// initData(), readVariables(interactive), setEssentialVariables(). Returns false (and sets
-  /// up nothing more) when no installation folder could be found.
+  /// initData(), readVariables(interactive), setEssentialVariables(), then the add-on modules
+  /// (TvelaModuleSupportBase: scan, then their folders and settings into the environment).
+  /// Returns false (and sets up nothing more) when no installation folder could be found.
   static bool initializeVelaEnvironment(bool interactive = true);
   /// Takes the default mode from the command line ("-default" after the program name), the
   /// version string, the documents folder and the two machine settings.

@@ -27,6 +27,7 @@ inline constexpr bool kFileNamesIgnoreCase = false;
 /// What the host reports about an existing file (symbolic links followed).
 struct FileStatus {
   std::uint64_t device = 0;           ///< the file system holding it
+  std::uint64_t inode = 0;            ///< its number there (device and inode name one file)
   std::uint64_t size = 0;             ///< bytes
   std::int64_t modifySeconds = 0;     ///< last change of the contents, since the epoch
   std::int32_t modifyNanoseconds = 0;

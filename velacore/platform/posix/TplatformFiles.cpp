@@ -19,6 +19,7 @@ int fileStatus(const std::string& path, FileStatus& status) {
   struct stat st {};
   if (::stat(path.c_str(), &st) != 0) return errno != 0 ? errno : ENOENT;
   status.device = static_cast<std::uint64_t>(st.st_dev);
+  status.inode = static_cast<std::uint64_t>(st.st_ino);
   status.size = static_cast<std::uint64_t>(st.st_size);
   status.modifySeconds = static_cast<std::int64_t>(st.st_mtim.tv_sec);
   status.modifyNanoseconds = static_cast<std::int32_t>(st.st_mtim.tv_nsec);

@@ -1,13 +1,15 @@
 // vela-info env [-default] [INSTALLATION [USER_DIR]]: runs the start-up environment set-up and
-// shows every variable it set or merged, then every search-path entry.
+// shows every variable it set or merged, the modules it chose, then every search-path entry.
 #include "VelaInfoCommand.h"
+#include "VelaInfoStartUp.h"
 
 #include <velacore/environment/TVelaEnvironment.h>
+#include <velacore/environment/TvelaModuleSupportBase.h>
 #include <velacore/environment/VelaEnv.h>
 #include <velacore/platform/TplatformLocations.h>
 
 #include <cstdio>
-#include <cstring>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -17,89 +19,39 @@ void help(std::FILE* out) {
   std::fputs(
       "usage: vela-info env [-default] [INSTALLATION [USER_DIR]]\n"
       "  Runs the start-up environment set-up (on the demo installation in examples/ when no\n"
-      "  installation is given) and shows the variables it set and every search-path entry,\n"
+      "  installation is given, or else on the installation the library runs from) and shows\n"
+      "  the variables it set, the add-on modules it chose and every search-path entry,\n"
       "  marking with * the entries that do not exist.\n",
       out);
 }
 
-
-// Every assignment start-up made, in order; a later one replaces an earlier one of its name.
-std::vector<std::string> gAssignments;
-
-void recordAssignment(const char* text) {
-  const std::string name(text, std::strcspn(text, "="));
-  for (std::string& a : gAssignments) {
-    if (a.compare(0, name.size() + 1, name + "=") == 0) {
-      a = text;
-      return;
-    }
-  }
-  gAssignments.emplace_back(text);
-}
-
-// The demo installation: "examples" in the working folder or beside one of the folders above
-// the program (the program normally sits in <source>/build*/tools/vela-info).
-std::string findDemo(const char* argv0) {
-  namespace pf = vela::platform;
-  const std::string cwd = pf::currentFolder();
-  std::string dir = argv0 != nullptr ? argv0 : "";
-  if (!dir.empty() && dir[0] != '/') dir = cwd + "/" + dir;
-  std::vector<std::string> bases{cwd};
-  for (std::size_t slash = dir.rfind('/'); slash != std::string::npos && slash > 0;
-       slash = dir.rfind('/', slash - 1)) {
-    bases.push_back(dir.substr(0, slash));
-  }
-  for (const std::string& base : bases) {
-    if (pf::isFolder(base + "/examples/install") && pf::isFolder(base + "/examples/user")) {
-      return base + "/examples";
-    }
-  }
-  return std::string();
-}
-
-void putEnv(const char* name, const std::string& value) {
-  (void)VelaPutEnv((std::string(name) + "=" + value).c_str());
-}
-
 int run(int argc, char** argv) {
   namespace pf = vela::platform;
-  // "-default" is start-up's own switch (read from the command line), not a folder.
-  std::vector<const char*> folders;
-  for (int i = 2; i < argc; ++i) {
-    if (std::strcmp(argv[i], "-default") != 0) folders.push_back(argv[i]);
-  }
-  if (folders.size() > 2) {
-    help(stderr);
-    return 2;
-  }
-  if (!folders.empty()) {
-    putEnv("VELA_LOCATION", folders[0]);
-    if (folders.size() > 1) putEnv("VELA_APP_DIR", folders[1]);
-  } else {
-    const std::string demo = findDemo(argv[0]);
-    if (demo.empty()) {
-      std::fputs("vela-info: no installation given and no demo installation (examples/) found\n",
-                 stderr);
-      return 1;
-    }
-    std::printf("demo installation: %s\n", demo.c_str());
-    putEnv("VELA_LOCATION", demo + "/install");
-    putEnv("VELA_APP_DIR", demo + "/user");
-    (void)VelaUnsetEnv("VELA_ENV_DIR");
-  }
-  VelaSetModifyEnvCallbacks(&recordAssignment, nullptr);  // also hands over the two above
-  if (!TVelaEnvironment::initializeVelaEnvironment()) {
-    std::fputs("vela-info: no valid installation folder\n", stderr);
-    return 1;
-  }
-  VelaSetModifyEnvCallbacks(nullptr, nullptr);
+  const TvelaInfoStartUp start = velaInfoStartUp(argc, argv, &help);
+  if (start.status != 0) return start.status;
 
   std::printf("environment file: %s\n", TVelaEnvironment::velaEnvFileLocation().asC());
   std::printf("default mode: %s\n", TVelaEnvironment::isDefaultMode() ? "yes" : "no");
   std::printf("\nvariables set or merged:\n");
-  for (const std::string& a : gAssignments) std::printf("  %s\n", a.c_str());
+  for (const std::string& a : start.assignments) std::printf("  %s\n", a.c_str());
+
+  TstringArray modules;
+  TvelaModuleSupportBase::getModuleList(modules);
+  const std::size_t refused = TvelaModuleSupportBase::refusals().size();
+  std::printf("\nmodules (%u chosen, %zu lines refused; `vela-info modules` says why):\n",
+              modules.length(), refused);
+  for (unsigned i = 0; i < modules.length(); ++i) {
+    const TvelaModule* m = TvelaModuleSupportBase::findModule(modules[i]);
+    std::printf("  %s %s  %s\n", modules[i].asC(), m->version.asC(), m->path.asC());
+  }
+
   std::printf("\nsearch paths (entries marked * do not exist):\n");
-  for (const char* name : TVelaEnvironment::kPathVariables) {
+  std::vector<const char*> names(std::begin(TVelaEnvironment::kPathVariables),
+                                 std::end(TVelaEnvironment::kPathVariables));
+  // The module folders feed two lists that start-up itself does not merge.
+  names.push_back("PYTHONPATH");
+  names.push_back("VELA_PRESET_PATH");
+  for (const char* name : names) {
     const TstringArray entries = TVelaEnvironment::splitPath(VelaGetEnv(name));
     std::printf("  %s (%u)\n", name, entries.length());
     for (unsigned i = 0; i < entries.length(); ++i) {

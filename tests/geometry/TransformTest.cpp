@@ -246,6 +246,14 @@ TEST(TxformMatrix, RandomComponentsAgainstTheFactorChain) {
     // The inverse, composed from inverted factors, undoes the matrix.
     EXPECT_TRUE((m * x.inverse()).isEquivalent(T4dDblMatrix::identity(), 1e-12)) << n;
   }
+  // Scales far apart: the inverse must not form their overflowing or vanishing product.
+  TxformMatrix wide;
+  wide.scaleTo(Tscale(1e200, 1e200, 3.0));
+  wide.parentScaleInverseTo(Tscale(1e-150, 1e-150, 1.0));
+  wide.setApplyParentScaleInverse(true);
+  wide.translateTo(TdblVector(1, 2, 3));
+  const TdblVector p(0.25, -4.0, 7.0);
+  expectNear(apply(apply(p, wide.matrix()), wide.inverse()), p, 1e-9);
   // A zero scale has no inverse.
   TxformMatrix flat;
   flat.scaleTo(Tscale(1, 0, 1));
@@ -268,8 +276,9 @@ TEST(TxformMatrix, SetterSemanticsAndCache) {
   // Euler rotation, then an orientation: the cache must notice both changes.
   x.rotateTo(TrotateXYZ(0, 0, 0.5));
   EXPECT_TRUE(x.rotation().isEquivalentRotation(TrotateXYZ::axisQuaternion(2, 0.5)));
-  x.refreshRotation();
+  EXPECT_FALSE(x.rotationNeedsRecomputing());  // the const call above filled the cache
   x.setJointOrient(TrotateXYZ::axisQuaternion(2, 0.25));
+  EXPECT_TRUE(x.rotationNeedsRecomputing());
   EXPECT_TRUE(x.rotation().isEquivalentRotation(TrotateXYZ::axisQuaternion(2, 0.75)));
   x.setRotationOrder(TrotateXYZ::kZYX);
   EXPECT_EQ(x.rotationOrder(), TrotateXYZ::kZYX);
@@ -286,19 +295,30 @@ TEST(TxformMatrix, SetterSemanticsAndCache) {
 }
 
 TEST(TxformMatrix, ConstUseFromManyThreads) {
-  TxformMatrix x;
-  x.rotateTo(TrotateXYZ(0.1, 0.2, 0.3));
-  x.setRotateOrient(TrotateXYZ::axisQuaternion(0, 0.4));
-  x.translateTo(TdblVector(1, 2, 3));
-  const T4dDblMatrix expected = x.matrix();
-  std::vector<std::thread> threads;
-  std::vector<int> good(4, 0);
-  for (int t = 0; t < 4; ++t)
-    threads.emplace_back([&, t] {
-      for (int i = 0; i < 500; ++i) good[t] += x.matrix() == expected && x.inverse() == x.inverse();
-    });
-  for (auto& th : threads) th.join();
-  for (int g : good) EXPECT_EQ(g, 500);
+  // The threads start while the cached rotation is stale, so they race to fill it; copies
+  // taken meanwhile must still compose the same matrix.
+  for (int round = 0; round < 20; ++round) {
+    TxformMatrix x;
+    x.rotateTo(TrotateXYZ(0.1, 0.2, 0.3 + round));
+    x.setRotateOrient(TrotateXYZ::axisQuaternion(0, 0.4));
+    x.translateTo(TdblVector(1, 2, 3));
+    const TxformMatrix copy = x;
+    ASSERT_TRUE(x.rotationNeedsRecomputing() && copy.rotationNeedsRecomputing());
+    const T4dDblMatrix expected = copy.matrix();
+    std::vector<std::thread> threads;
+    std::vector<int> good(4, 0);
+    for (int t = 0; t < 4; ++t)
+      threads.emplace_back([&, t] {
+        for (int i = 0; i < 50; ++i) {
+          const TxformMatrix mine = x;
+          good[t] += x.matrix() == expected && mine.matrix() == expected &&
+                     x.inverse() == copy.inverse();
+        }
+      });
+    for (auto& th : threads) th.join();
+    for (int g : good) EXPECT_EQ(g, 50);
+    EXPECT_FALSE(x.rotationNeedsRecomputing());
+  }
 }
 
 // The usage example from the transform header.

@@ -51,14 +51,12 @@ Tquaternion Tquaternion::normal() const {
 }
 
 T4dDblMatrix Tquaternion::asMatrix() const {
-  const double xx = x * x, yy = y * y, zz = z * z;
-  const double xy = x * y, xz = x * z, yz = y * z;
-  const double wx = w * x, wy = w * y, wz = w * z;
-  const double rows[4][4] = {{1.0 - 2.0 * (yy + zz), 2.0 * (xy + wz), 2.0 * (xz - wy), 0.0},
-                             {2.0 * (xy - wz), 1.0 - 2.0 * (xx + zz), 2.0 * (yz + wx), 0.0},
-                             {2.0 * (xz + wy), 2.0 * (yz - wx), 1.0 - 2.0 * (xx + yy), 0.0},
-                             {0.0, 0.0, 0.0, 1.0}};
-  return T4dDblMatrix(rows);
+  double r[3][3];
+  rotationRows(r);
+  T4dDblMatrix m;
+  for (int i = 0; i < 3; ++i)
+    for (int j = 0; j < 3; ++j) m.fMatrix[i][j] = r[i][j];
+  return m;
 }
 
 Tquaternion Tquaternion::slerp(const Tquaternion& a, const Tquaternion& b, double t) {

@@ -28,8 +28,7 @@ class VELACORE_API Tquaternion {
 
   /// Hamilton product: rotates by `o` first, then by this.
   [[nodiscard]] constexpr Tquaternion operator*(const Tquaternion& o) const {
-    return Tquaternion(w * o.x + x * o.w + y * o.z - z * o.y,
-                       w * o.y - x * o.z + y * o.w + z * o.x,
+    return Tquaternion(w * o.x + x * o.w + y * o.z - z * o.y, w * o.y - x * o.z + y * o.w + z * o.x,
                        w * o.z + x * o.y - y * o.x + z * o.w,
                        w * o.w - x * o.x - y * o.y - z * o.z);
   }
@@ -45,6 +44,21 @@ class VELACORE_API Tquaternion {
 
   /// The row-vector rotation matrix (no translation).
   [[nodiscard]] T4dDblMatrix asMatrix() const;
+  /// The upper 3x3 block of asMatrix(), for callers that need no 4x4 matrix.
+  constexpr void rotationRows(double (&r)[3][3]) const {
+    const double xx = x * x, yy = y * y, zz = z * z;
+    const double xy = x * y, xz = x * z, yz = y * z;
+    const double wx = w * x, wy = w * y, wz = w * z;
+    r[0][0] = 1.0 - 2.0 * (yy + zz);
+    r[0][1] = 2.0 * (xy + wz);
+    r[0][2] = 2.0 * (xz - wy);
+    r[1][0] = 2.0 * (xy - wz);
+    r[1][1] = 1.0 - 2.0 * (xx + zz);
+    r[1][2] = 2.0 * (yz + wx);
+    r[2][0] = 2.0 * (xz + wy);
+    r[2][1] = 2.0 * (yz - wx);
+    r[2][2] = 1.0 - 2.0 * (xx + yy);
+  }
 
   /// Spherical interpolation along the shorter arc; t = 0 gives `a`, t = 1 gives `b` (or -b).
   [[nodiscard]] static Tquaternion slerp(const Tquaternion& a, const Tquaternion& b, double t);

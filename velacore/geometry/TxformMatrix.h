@@ -22,10 +22,13 @@
 // - rotateBy and rotateTo(Tquaternion) switch the transform to quaternion rotation
 //   (rotateIsQuaternion): the Euler angles are then ignored until rotateTo(TrotateXYZ).
 // - A zero scale makes the matrix singular: inverse() then returns the identity.
-// - Concurrent const use (matrix(), inverse(), accessors) is safe: the cached combined
-//   rotation is only written by the non-const members.
+// - Concurrent const use (matrix(), inverse(), accessors, copying) is safe. The first const
+//   call after a rotation change fills the cached combined rotation; an atomic state byte lets
+//   exactly one caller write it while the others use their own result. Changing a transform
+//   while another thread reads it is a race, as for any value.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include <velacore/base/TvelacoreApi.h>
@@ -72,11 +75,17 @@ class VELACORE_API TxformMatrix {
   [[nodiscard]] bool applyParentScaleInverse() const {
     return (fFlags & kApplyParentScaleInverse) != 0;
   }
-  /// The combined rotation rotateOrient * rotation * jointOrient (from the cache when it
-  /// is fresh; a const call never writes the cache).
-  [[nodiscard]] Tquaternion rotation() const;
-  /// Recomputes the cached combined rotation now, so later const calls reuse it.
-  void refreshRotation();
+  /// The combined rotation rotateOrient * rotation * jointOrient, from the cache when it is
+  /// fresh; otherwise computed and cached.
+  [[nodiscard]] Tquaternion rotation() const {
+    if (fRotationCache.state.load(std::memory_order_acquire) == TrotationCache::kFresh)
+      return fRotationCache.value;
+    return recomputeRotation();
+  }
+  /// Whether the cached combined rotation must be recomputed before use.
+  [[nodiscard]] bool rotationNeedsRecomputing() const {
+    return fRotationCache.state.load(std::memory_order_acquire) != TrotationCache::kFresh;
+  }
 
   /// @name Setters
   void scaleTo(const Tscale& s) { fScale = s; }
@@ -120,7 +129,9 @@ class VELACORE_API TxformMatrix {
   /// `out` unchanged.
   [[nodiscard]] static bool decompose(const T4dDblMatrix& m, TxformMatrix& out,
                                       TrotOrder order = TrotateXYZ::kXYZ);
-  /// The inverse of matrix(), composed from the inverted factors in reverse order.
+  /// The inverse of matrix(), composed from the inverted factors in reverse order and written
+  /// out in closed form: the block is diag(1/p) * transpose(R) * Sh^-1 * diag(1/s) and the
+  /// fourth row is the origin taken back through each factor, with no general 4x4 inversion.
   [[nodiscard]] T4dDblMatrix inverse() const;
 
  private:
@@ -129,7 +140,35 @@ class VELACORE_API TxformMatrix {
     fFlags = static_cast<std::uint8_t>(on ? (fFlags | bit) : (fFlags & ~bit));
   }
   Tquaternion computeRotation() const;
-  void markRotationDirty() { fRotationDirty = 1; }
+  Tquaternion recomputeRotation() const;
+  // In quaternion mode the cache is the authority and stays fresh.
+  void markRotationDirty() {
+    if (!rotateIsQuaternion())
+      fRotationCache.state.store(TrotationCache::kDirty, std::memory_order_relaxed);
+  }
+  void setCachedRotation(const Tquaternion& q) {
+    fRotationCache.value = q;
+    fRotationCache.state.store(TrotationCache::kFresh, std::memory_order_relaxed);
+  }
+
+  // The cached combined rotation and its state byte. A const caller that finds it dirty moves
+  // it to kWriting, stores the value and publishes kFresh, so readers that see kFresh read a
+  // finished value and nobody writes it again until a non-const member marks it dirty.
+  struct TrotationCache {
+    enum : std::uint8_t { kFresh = 0, kDirty = 1, kWriting = 2 };
+    TrotationCache() = default;
+    TrotationCache(const TrotationCache& o) { *this = o; }
+    TrotationCache& operator=(const TrotationCache& o) {
+      if (this == &o) return *this;
+      // Copy the value only when it is finished; otherwise the copy recomputes it.
+      const bool fresh = o.state.load(std::memory_order_acquire) == kFresh;
+      if (fresh) value = o.value;
+      state.store(fresh ? kFresh : kDirty, std::memory_order_relaxed);
+      return *this;
+    }
+    mutable Tquaternion value;
+    mutable std::atomic<std::uint8_t> state{kFresh};
+  };
 
   Tscale fScale;
   TrotateXYZ fRotation;
@@ -142,7 +181,6 @@ class VELACORE_API TxformMatrix {
   Tquaternion fRotateOrient;
   Tquaternion fJointOrient;
   Tscale fParentScaleInverse;
-  Tquaternion fCachedRotation;
-  std::uint8_t fRotationDirty = 0;
+  TrotationCache fRotationCache;
   std::uint8_t fFlags = 0;
 };

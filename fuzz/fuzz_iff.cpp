@@ -3,8 +3,10 @@
 // never consumes more than the chunk holds. Accepted values are written back and must read
 // back equal.
 #include <velacore/data/Tdata.h>
+#include <velacore/data/TdataArrayAttrs.h>
 #include <velacore/data/TdataBinary.h>
 #include <velacore/data/TdataCompound.h>
+#include <velacore/data/TdataFunction.h>
 #include <velacore/data/TdataMatrix.h>
 #include <velacore/data/TdataSpectrum.h>
 #include <velacore/data/TdataTypedArray.h>
@@ -33,6 +35,8 @@ const std::vector<std::function<TdataLetter*()>>& letterMakers() {
       [] { return new TdataMatrix; },       [] { return new TdataSpectrum; },
       [] { return new TdataReflectance; },  [] { return new TdataBinary; },
       [] { return new TdataUnknown; },      [] { return new TdataVoidPtr; },
+      [] { return new TdataFunction; },     [] { return new TfunctionMapping; },
+      [] { return new TdataArrayAttrs; },
   };
   return makers;
 }

@@ -6,6 +6,7 @@
 #include <velacore/data/TdataArrayAttrs.h>
 #include <velacore/data/TdataBinary.h>
 #include <velacore/data/TdataCompound.h>
+#include <velacore/data/TdataFunction.h>
 #include <velacore/data/TdataMatrix.h>
 #include <velacore/data/TdataSpectrum.h>
 #include <velacore/data/TdataTypedArray.h>
@@ -48,6 +49,8 @@ TEST(TmetaLetterTest, EveryLetterClassIsRegisteredByNameAndTag) {
       {TdataCompound::sTypeof(), "TdataCompound", TiffTag("CMPD"), TdataLetter::sTypeof()},
       {TdataBinary::sTypeof(), "binary", TiffTag("BINA"), TdataLetter::sTypeof()},
       {TdataArrayAttrs::sTypeof(), "newParticles", TiffTag("NWP#"), TdataLetter::sTypeof()},
+      {TdataFunction::sTypeof(), "function", TiffTag("FUNC"), TdataLetter::sTypeof()},
+      {TfunctionMapping::sTypeof(), "functionMapping", TiffTag("FMAP"), TdataLetter::sTypeof()},
       {Tdata4Double::sTypeof(), "double4", TiffTag("DBL4"), TdataCompound::sTypeof()},
       {Tdata3Int32::sTypeof(), "long3", TiffTag("LNG3"), TdataCompound::sTypeof()},
       {Tdata3Int16::sTypeof(), "short3", TiffTag("SRT3"), TdataCompound::sTypeof()},
@@ -167,6 +170,9 @@ TEST(TmetaLetterTest, EveryLetterRoundTripsThroughAFileAndText) {
   particles->set(Tstring("id"), Tdata(1LL << 40));
   particles->set(Tstring("colour"), values[15]);
   values.emplace_back(particles);
+  values.emplace_back(new TdataFunction(Tfunction({{-1, 0.1}, {0, 1e-300}, {2.5, -7}})));
+  values.emplace_back(new TdataFunction);
+  values.emplace_back(new TfunctionMapping(Tfunction({{0, 0}, {1, 24}}), Tfunction({{0, 1}})));
 
   TiffFile out;
   ASSERT_EQ(out.beginGroup(TiffTag("TEST")), 0);

@@ -211,6 +211,14 @@ TEST(TdataTest, DirtyTrackingAgainstAnId) {
   EXPECT_FALSE(d.ignoreDirty(a));
   d.confirmData(b, true);
   EXPECT_TRUE(d.ignoreDirty(b));
+  // A copy is a new envelope: it keeps the value and the flags, confirmed bit included, but
+  // starts without a dirty id.
+  const Tdata copy(d);
+  EXPECT_EQ(copy.flags(), d.flags());
+  EXPECT_NE(copy.flags() & Tdata::kConfirmed, 0u);
+  EXPECT_EQ(copy.dirtyId(), 65534);
+  EXPECT_EQ(copy.doubleValue(), 1.0);
+  EXPECT_FALSE(copy.ignoreDirty(b));
   d.confirmData(Tid(), true);  // the "none" id is never confirmed
   EXPECT_FALSE(d.ignoreDirty(Tid()));
 }

@@ -114,6 +114,11 @@ Tdata::Tdata(const TdataLetter& letter) : fFlags(kHolder) {
   if (fPayload.l != nullptr) fPayload.l->reference(kDataHolder);
 }
 
+void Tdata::shareCopiedLetter() {
+  fFlags |= kHolder;
+  if (fPayload.l != nullptr) fPayload.l->reference(kDataHolder);
+}
+
 void Tdata::releaseLetter() { fPayload.l->unreference(holder() ? kDataHolder : kDataWriter); }
 
 Tdata& Tdata::assignSlow(const Tdata& other) {

@@ -29,7 +29,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (again.read(text) != 0) std::abort();  // our own script never has problems
   if (second.numVars() != first.numVars()) std::abort();
   for (unsigned i = 0; i < first.numVars(); ++i) {
-    if (second.var(i) != first.var(i) || second.varSize(first.var(i)) != first.varSize(first.var(i)))
+    if (second.var(i) != first.var(i) ||
+        second.varSize(first.var(i)) != first.varSize(first.var(i)))
       std::abort();
   }
   if (writeOut(second) != text) std::abort();

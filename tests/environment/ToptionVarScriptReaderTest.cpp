@@ -24,8 +24,9 @@ std::string problemsOf(const ToptionVarScriptReader& reader) {
 // Pieces that stress the string escaping: quotes, backslashes (also before quotes and at the
 // end), line breaks, control characters, non-ASCII text and text that looks like the script.
 const char* const kPieces[] = {
-    "a",  " ",  "\"", "\\", "\\\"", "\n", "\r\n", "\t", "\x01", "\x7f", "é",   "漢字", "😀",
-    ";",  "//", "-fv \"x\" 1", "optionVar", "\\n", "\\101", "\"\"", "'",  "%s", "^1s",
+    "a",         " ",    "\"",    "\\",   "\\\"", "\n", "\r\n", "\t",
+    "\x01",      "\x7f", "é",     "漢字", "😀",    ";",  "//",   "-fv \"x\" 1",
+    "optionVar", "\\n",  "\\101", "\"\"", "'",    "%s", "^1s",
 };
 
 Tstring randomText(std::mt19937& rng) {
@@ -38,18 +39,25 @@ Tstring randomText(std::mt19937& rng) {
 // Doubles that the script's six significant digits keep exactly, and the special values.
 double randomDouble(std::mt19937& rng) {
   switch (rng() % 8) {
-    case 0: return std::numeric_limits<double>::infinity();
-    case 1: return -std::numeric_limits<double>::infinity();
-    case 2: return 0.0;
-    default: return (static_cast<double>(rng() % 2000001) - 1000000.0) / 8.0;
+    case 0:
+      return std::numeric_limits<double>::infinity();
+    case 1:
+      return -std::numeric_limits<double>::infinity();
+    case 2:
+      return 0.0;
+    default:
+      return (static_cast<double>(rng() % 2000001) - 1000000.0) / 8.0;
   }
 }
 
 int randomInt(std::mt19937& rng) {
   switch (rng() % 6) {
-    case 0: return std::numeric_limits<int>::min();
-    case 1: return std::numeric_limits<int>::max();
-    default: return static_cast<int>(rng()) % 100000;
+    case 0:
+      return std::numeric_limits<int>::min();
+    case 1:
+      return std::numeric_limits<int>::max();
+    default:
+      return static_cast<int>(rng()) % 100000;
   }
 }
 
@@ -98,9 +106,15 @@ TEST(ToptionVarScriptReader, RoundTripOfRandomCollections) {
       const Tstring tname(name.c_str());
       const int elements = static_cast<int>(rng() % 4);
       switch (rng() % 6) {
-        case 0: saved.addVar(tname, randomDouble(rng)); break;
-        case 1: saved.addVar(tname, randomInt(rng)); break;
-        case 2: saved.addVar(tname, randomText(rng)); break;
+        case 0:
+          saved.addVar(tname, randomDouble(rng));
+          break;
+        case 1:
+          saved.addVar(tname, randomInt(rng));
+          break;
+        case 2:
+          saved.addVar(tname, randomText(rng));
+          break;
         case 3: {
           TdoubleArray a(8);
           for (int k = 0; k < elements; ++k) a.addLast(randomDouble(rng));
@@ -154,27 +168,27 @@ TEST(ToptionVarScriptReader, DoublesComeBackAsWritten) {
 // Bad lines are reported with their line numbers and skipped; everything else is still read.
 TEST(ToptionVarScriptReader, ReportsAndSkipsBadLines) {
   const char* text =
-      "// a comment\r\n"                        // 1
-      "optionVar -version 9;\r\n"               // 2 newer version: reported, read on
-      "optionVar\r\n"                           // 3
-      " -fv \"a\" 1.5\r\n"                      // 4
-      " -zz \"b\" 2\r\n"                        // 5 unknown flag
-      " -iv \"c\" 99999999999\r\n"              // 6 out of range
-      " -iv \"c\" 12abc\r\n"                    // 7 not an integer
-      " -fv \"d\" x\r\n"                        // 8 not a number
-      " -sv \"e\" \"unterminated\r\n"           // 9 bad quoting
-      " -sv e \"x\"\r\n"                        // 10 name not quoted
-      " -iv \"f\" 3 trailing\r\n"               // 11 extra text
-      " -ca \"g\"\r\n"                          // 12
-      " -iva \"g\" 1\r\n"                       // 13
-      " -fva \"g\" 2.0\r\n"                     // 14 kind mismatch
-      " -sv \"h\" \"ok \\\"q\\\" \\\\\";\r\n"   // 15 ends the command
-      " -iv \"i\" 1\r\n"                        // 16 outside a command
-      "garbage\r\n"                             // 17 not a flag
-      "optionVar\n"                             // 18
-      " -iv \"j\" 7\n"                          // 19
-      "optionVar\n"                             // 20 the command above never closed
-      " -iv \"k\" 8\n";                         // 21 script ends inside a command
+      "// a comment\r\n"                       // 1
+      "optionVar -version 9;\r\n"              // 2 newer version: reported, read on
+      "optionVar\r\n"                          // 3
+      " -fv \"a\" 1.5\r\n"                     // 4
+      " -zz \"b\" 2\r\n"                       // 5 unknown flag
+      " -iv \"c\" 99999999999\r\n"             // 6 out of range
+      " -iv \"c\" 12abc\r\n"                   // 7 not an integer
+      " -fv \"d\" x\r\n"                       // 8 not a number
+      " -sv \"e\" \"unterminated\r\n"          // 9 bad quoting
+      " -sv e \"x\"\r\n"                       // 10 name not quoted
+      " -iv \"f\" 3 trailing\r\n"              // 11 extra text
+      " -ca \"g\"\r\n"                         // 12
+      " -iva \"g\" 1\r\n"                      // 13
+      " -fva \"g\" 2.0\r\n"                    // 14 kind mismatch
+      " -sv \"h\" \"ok \\\"q\\\" \\\\\";\r\n"  // 15 ends the command
+      " -iv \"i\" 1\r\n"                       // 16 outside a command
+      "garbage\r\n"                            // 17 not a flag
+      "optionVar\n"                            // 18
+      " -iv \"j\" 7\n"                         // 19
+      "optionVar\n"                            // 20 the command above never closed
+      " -iv \"k\" 8\n";                        // 21 script ends inside a command
   TprefOptionVars prefs;
   ToptionVarScriptReader reader(prefs);
   const unsigned problems = reader.read(Tstring(text));

@@ -4,24 +4,71 @@
 
 TserverMsg::~TserverMsg() = default;
 TserverModifiedMsg::~TserverModifiedMsg() = default;
-TclientServer::~TclientServer() = default;
 
-bool TclientServer::addClient(void* client, int clientType, TclientCallback callback) {
+TclientServer::~TclientServer() {
+  for (TclientServer* server : fServers) server->dropClient(this);
+  for (const Tsubscription& s : fClients) {
+    if (s.callback != nullptr && s.linked != nullptr) s.linked->forgetServer(this);
+  }
+}
+
+bool TclientServer::subscribe(const void* client, int clientType, TclientCallback callback,
+                              TclientServer* linked) {
   if (callback == nullptr) return false;
-  fClients.push_back({client, clientType, callback});
+  fClients.push_back({client, clientType, callback, linked});
+  ++fLive;
+  if (linked != nullptr) linked->fServers.push_back(this);
   return true;
 }
 
-unsigned TclientServer::removeClient(void* client) {
-  const auto before = fClients.size();
+bool TclientServer::addClient(void* client, int clientType, TclientCallback callback) {
+  return subscribe(client, clientType, callback, nullptr);
+}
+
+bool TclientServer::addClient(TclientServer* client, int clientType, TclientCallback callback) {
+  return subscribe(client, clientType, callback, client);
+}
+
+unsigned TclientServer::removeClient(const void* client) {
+  for (const Tsubscription& s : fClients) {
+    if (s.callback != nullptr && s.client == client && s.linked != nullptr) {
+      s.linked->forgetServer(this);
+    }
+  }
+  return dropClient(client);
+}
+
+unsigned TclientServer::dropClient(const void* client) {
+  unsigned dropped = 0;
+  for (Tsubscription& s : fClients) {
+    if (s.callback != nullptr && s.client == client) {
+      // Only marked here: a send in progress may be walking the list.
+      s.callback = nullptr;
+      ++dropped;
+    }
+  }
+  fLive -= dropped;
+  if (fSending == 0 && dropped != 0) compact();
+  return dropped;
+}
+
+void TclientServer::compact() {
   fClients.erase(std::remove_if(fClients.begin(), fClients.end(),
-                                [client](const Tsubscription& s) { return s.client == client; }),
+                                [](const Tsubscription& s) { return s.callback == nullptr; }),
                  fClients.end());
-  return static_cast<unsigned>(before - fClients.size());
+}
+
+void TclientServer::forgetServer(TclientServer* server) {
+  fServers.erase(std::remove(fServers.begin(), fServers.end(), server), fServers.end());
 }
 
 void TclientServer::sendToClients(const TserverMsg& msg) {
-  // A copy, so that a callback that misbehaves and unsubscribes cannot invalidate the loop.
-  const std::vector<Tsubscription> clients = fClients;
-  for (const Tsubscription& s : clients) s.callback(s.client, s.clientType, *this, msg);
+  ++fSending;
+  // By index and up to the count at the start: callbacks may add or drop clients meanwhile.
+  const std::size_t count = fClients.size();
+  for (std::size_t i = 0; i < count; ++i) {
+    const Tsubscription s = fClients[i];
+    if (s.callback != nullptr) s.callback(const_cast<void*>(s.client), s.clientType, *this, msg);
+  }
+  if (--fSending == 0 && fLive != fClients.size()) compact();
 }

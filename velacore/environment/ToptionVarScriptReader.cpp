@@ -177,7 +177,8 @@ void ToptionVarScriptReader::readLine(const char* bytes, std::size_t length, uns
       c.skipBlanks();
     }
     switch (line.flag->arg) {
-      case Targ::kNone: break;
+      case Targ::kNone:
+        break;
       case Targ::kDouble: {
         const std::string_view token = c.token();
         if (!parseNumber(token, line.d)) return skip(kBadDouble, toTstring(token));
@@ -255,9 +256,15 @@ void ToptionVarScriptReader::apply(const Tline& line, unsigned number) {
   bool done = true;
   if (!flag.element) {
     switch (flag.arg) {
-      case Targ::kDouble: fPrefs.addVar(name, line.d); break;
-      case Targ::kInt: fPrefs.addVar(name, line.i); break;
-      case Targ::kString: fPrefs.addVar(name, line.s); break;
+      case Targ::kDouble:
+        fPrefs.addVar(name, line.d);
+        break;
+      case Targ::kInt:
+        fPrefs.addVar(name, line.i);
+        break;
+      case Targ::kString:
+        fPrefs.addVar(name, line.s);
+        break;
       case Targ::kNone:  // -ca: wait for an element to learn the array's kind
         fClearPending = true;
         fPendingName = name;
@@ -268,11 +275,14 @@ void ToptionVarScriptReader::apply(const Tline& line, unsigned number) {
       case Targ::kDouble:
         done = addElement<double, TdoubleArray>(fPrefs, name, line.d, fresh);
         break;
-      case Targ::kInt: done = addElement<int, Tint32Array>(fPrefs, name, line.i, fresh); break;
+      case Targ::kInt:
+        done = addElement<int, Tint32Array>(fPrefs, name, line.i, fresh);
+        break;
       case Targ::kString:
         done = addElement<Tstring, TstringArray>(fPrefs, name, line.s, fresh);
         break;
-      case Targ::kNone: break;
+      case Targ::kNone:
+        break;
     }
   }
   if (done) {

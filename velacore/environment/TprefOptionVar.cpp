@@ -70,3 +70,8 @@ bool TprefOptionVar::addClient(const Tstring& name, void* client, int clientType
   TprefOptionVars* prefs = sCollection();
   return prefs != nullptr && prefs->addClient(name, client, clientType, callback);
 }
+bool TprefOptionVar::addClient(const Tstring& name, TclientServer* client, int clientType,
+                               TclientCallback callback) {
+  TprefOptionVars* prefs = sCollection();
+  return prefs != nullptr && prefs->addClient(name, client, clientType, callback);
+}

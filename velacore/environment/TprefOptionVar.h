@@ -36,6 +36,9 @@ class VELACORE_API TprefOptionVar {
   static bool optionVarExists(const Tstring& name);
   static bool addClient(const Tstring& name, void* client, int clientType,
                         TclientCallback callback);
+  /// The same for a client that unsubscribes itself when it is destroyed first.
+  static bool addClient(const Tstring& name, TclientServer* client, int clientType,
+                        TclientCallback callback);
 
   /// The registered collection, or null.
   static TprefOptionVars* sCollection();

@@ -306,10 +306,20 @@ Tstring TprefOptionVars::var(unsigned i) const {
   return i < fVars.size() ? fVars[i]->name() : Tstring();
 }
 
-bool TprefOptionVars::addClient(const Tstring& name, void* client, int clientType,
-                                TclientCallback callback) {
+template <class Client>
+bool TprefOptionVars::addClientOf(const Tstring& name, Client* client, int clientType,
+                                  TclientCallback callback) {
   ToptionVar* v = findVar(name);
   return v != nullptr && v->addClient(client, clientType, callback);
+}
+
+bool TprefOptionVars::addClient(const Tstring& name, void* client, int clientType,
+                                TclientCallback callback) {
+  return addClientOf(name, client, clientType, callback);
+}
+bool TprefOptionVars::addClient(const Tstring& name, TclientServer* client, int clientType,
+                                TclientCallback callback) {
+  return addClientOf(name, client, clientType, callback);
 }
 
 void TprefOptionVars::commandString(Tstring& text) const {

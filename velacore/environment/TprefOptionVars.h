@@ -101,6 +101,9 @@ class VELACORE_API TprefOptionVars : public TpreferenceItem {
 
   /// Subscribes to changes of one existing variable; false for an unknown name.
   bool addClient(const Tstring& name, void* client, int clientType, TclientCallback callback);
+  /// The same for a client that unsubscribes itself when it is destroyed first.
+  bool addClient(const Tstring& name, TclientServer* client, int clientType,
+                 TclientCallback callback);
 
   /// Writes the collection as a script of optionVar commands into `text`.
   virtual void commandString(Tstring& text) const;
@@ -122,6 +125,8 @@ class VELACORE_API TprefOptionVars : public TpreferenceItem {
   bool insertOf(const Tstring& name, unsigned index, const T& value);
   template <class T>
   bool replaceOf(const Tstring& name, unsigned index, const T& value);
+  template <class Client>
+  bool addClientOf(const Tstring& name, Client* client, int clientType, TclientCallback callback);
   template <class T>
   bool getElementOf(const Tstring& name, unsigned index, T& value) const;
 

@@ -40,6 +40,12 @@ void trimHeap();
 /// Bytes the runtime heap currently has handed out.
 [[nodiscard]] std::size_t heapBytesInUse();
 
+/// Makes every thread of the process pass a full memory barrier before this returns. A thread
+/// that only orders its own accesses against the compiler (std::atomic_signal_fence) is then
+/// ordered against the caller as if it had used a full fence itself: the cheap side of an
+/// asymmetric fence pair. Costs a system call (or more); meant for rare events.
+void barrierAllThreads();
+
 /// Machine-wide memory figures, in bytes.
 struct TsystemMemory {
   std::uint64_t totalPhysical = 0;

@@ -1,6 +1,8 @@
 #include <velacore/platform/TplatformMemory.h>
 
+#include <linux/membarrier.h>
 #include <malloc.h>
+#include <sys/syscall.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/sysinfo.h>
@@ -32,6 +34,24 @@ void* movePages(void* pages, std::size_t oldBytes, std::size_t newBytes) {
 
 void unmapPages(void* pages, std::size_t bytes) {
   if (pages != nullptr && bytes != 0) munmap(pages, bytes);
+}
+
+void barrierAllThreads() {
+  // The expedited form interrupts only the CPUs running this process; it needs registering once.
+  // Without it the global form waits for every CPU to pass a scheduling point, which is slower
+  // but as strong.
+  static const bool sExpedited =
+      syscall(SYS_membarrier, MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED, 0, 0) == 0;
+  if (sExpedited && syscall(SYS_membarrier, MEMBARRIER_CMD_PRIVATE_EXPEDITED, 0, 0) == 0) return;
+  if (syscall(SYS_membarrier, MEMBARRIER_CMD_GLOBAL, 0, 0) == 0) return;
+  // No membarrier at all: changing the protection of a touched page makes the kernel flush its
+  // mapping on every CPU that runs one of our threads, with an interrupt that serialises them.
+  static char* sPage = static_cast<char*>(mapPages(pageSize()));
+  if (sPage != nullptr) {
+    *static_cast<volatile char*>(sPage) = 0;
+    mprotect(sPage, pageSize(), PROT_READ);
+    mprotect(sPage, pageSize(), PROT_READ | PROT_WRITE);
+  }
 }
 
 void trimHeap() { malloc_trim(0); }

@@ -2,11 +2,13 @@
 
 #include <velacore/environment/VelaEnv.h>
 #include <velacore/memory/TmemoryUsage.h>
+#include <velacore/platform/TplatformMemory.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <new>
+#include <thread>
 
 namespace {
 
@@ -41,6 +43,7 @@ TpoolRegistry& registry() {
 using vela::memory_internal::gPoolNoCache;
 using vela::memory_internal::TpoolMagazine;
 using vela::memory_internal::TpoolThreadCache;
+using vela::memory_internal::tPoolBusy;
 using vela::memory_internal::tPoolCache;
 
 // Reaches the pools' private lists for the thread-exit flush.
@@ -74,6 +77,7 @@ TpoolMagazine* magazineOf(int slot, bool create) {
     // Every magazine starts with no room: a pool reserves some on its list at the first release.
     cache = static_cast<TpoolThreadCache*>(std::calloc(1, sizeof(TpoolThreadCache)));
     if (cache == nullptr) return nullptr;
+    cache->busy = &tPoolBusy;
     TpoolRegistry& r = registry();
     {
       TmtScopedLock guard(r.lock);
@@ -86,6 +90,31 @@ TpoolMagazine* magazineOf(int slot, bool create) {
   }
   return &cache->slots[slot];
 }
+
+// While it lives, no thread starts to work on its magazines outside the locks; made with the
+// registry lock held (so one at a time), and only by a caller that takes other threads' blocks.
+class TtakebackWindow {
+ public:
+  explicit TtakebackWindow(bool needed) : fNeeded(needed) {
+    if (!fNeeded) return;
+    vela::memory_internal::gPoolTakeback.store(1, std::memory_order_seq_cst);
+    vela::platform::barrierAllThreads();
+  }
+  ~TtakebackWindow() {
+    if (fNeeded) vela::memory_internal::gPoolTakeback.store(0, std::memory_order_release);
+  }
+  TtakebackWindow(const TtakebackWindow&) = delete;
+  TtakebackWindow& operator=(const TtakebackWindow&) = delete;
+
+  // Waits until the thread of `cache` is done with the magazine work it began before the window
+  // opened (a few instructions; it takes no lock meanwhile).
+  static void waitIdle(const TpoolThreadCache& cache) {
+    while (cache.busy->load(std::memory_order_acquire) != 0) std::this_thread::yield();
+  }
+
+ private:
+  bool fNeeded;
+};
 
 }  // namespace
 
@@ -150,6 +179,7 @@ TpoolAllocator::~TpoolAllocator() {
     }
   }
   // Every thread's blocks of this pool go now, so the slot's next owner starts empty.
+  TtakebackWindow window(fCacheId >= 0);
   cleanUpUnderRegistry();
   if (fCacheId >= 0) r.slotOwner[fCacheId] = nullptr;
 }
@@ -250,18 +280,22 @@ void TpoolAllocator::freeSlow(void* p) {
 void TpoolAllocator::cleanUpFreeList() {
   TpoolRegistry& r = registry();
   TmtScopedLock guard(r.lock);
+  TtakebackWindow window(fCacheId >= 0);
   cleanUpUnderRegistry();
 }
 
-// The registry lock is held: the threads' caches cannot come or go.
+// The registry lock is held, so the threads' caches cannot come or go, and a take-back window is
+// open for a pool with a slot.
 void TpoolAllocator::cleanUpUnderRegistry() {
   void** list = nullptr;
   std::size_t count = 0;
   {
     TmtScopedLock guard(fLock);
     if (fCacheId >= 0)
-      for (TpoolThreadCache* cache = registry().caches; cache != nullptr; cache = cache->next)
+      for (TpoolThreadCache* cache = registry().caches; cache != nullptr; cache = cache->next) {
+        TtakebackWindow::waitIdle(*cache);
         takeBackLocked(cache->slots[fCacheId]);
+      }
     list = fFreeList;
     count = fCount;
     fFreeList = nullptr;
@@ -304,6 +338,7 @@ std::size_t TpoolAllocator::capacity() const {
 void TpoolAllocator::resetAllPools() {
   TpoolRegistry& r = registry();
   TmtScopedLock guard(r.lock);
+  TtakebackWindow window(true);
   for (std::size_t i = 0; i < r.count; ++i) r.pools[i]->cleanUpUnderRegistry();
 }
 

@@ -13,15 +13,18 @@
 //
 // Pools of small blocks (up to 512 bytes) keep a few freed blocks per thread in front of the
 // shared list, so that an allocate/free cycle on one thread takes no lock at all. Those per-thread
-// caches are slices of the list: each holds room it reserved on the list under the lock, so the
-// list's capacity (and the process limit on it) bounds every block the pool keeps, whichever
-// thread holds it. That per-thread step is inline in this header (a thread-local load and one
-// compare-and-swap on a word only its thread writes), so a hot cycle makes no call; the
-// compare-and-swap is what lets cleanUpFreeList() and resetAllPools() take back the blocks that
-// other threads hold, while they run.
+// caches are slices of the list: each holds room it reserved on the list under the lock, a batch
+// at a time, so the list's capacity (and the process limit on it) bounds every block the pool
+// keeps, whichever thread holds it. That per-thread step is inline in this header and touches only
+// the thread's own state with plain loads and stores: it marks itself busy and checks that no
+// thread is taking caches back. cleanUpFreeList(), resetAllPools() and a pool's destructor take
+// back the blocks that other threads hold, while they run: they raise that flag, make every thread
+// pass a memory barrier (one system call), and wait out the threads still busy before they empty
+// the magazines.
 //
 // Hazards: blocks are 8-byte granular and new-aligned; a block from one pool must go back to a
-// pool of the same block size; destroying a pool must not overlap with its use on any thread.
+// pool of the same block size; destroying a pool must not overlap with its use on any thread; a
+// signal handler must not use a pool (neither path is reentrant).
 #pragma once
 
 #include <velacore/base/TmtCriticalSection.h>
@@ -47,8 +50,8 @@ constexpr unsigned kPoolMagazineBlocks = 32;
 /// of an earlier owner. `limit` is the room the magazine reserved on the pool's list: 0 in the
 /// spare magazine of pools without a slot, in the shared placeholder cache and after a reset, so
 /// that the inline free never stores there. Only the owning thread raises `count` or writes
-/// `blocks`; another thread (under the pool's lock) may only swap `count` and `limit` to 0 and
-/// free the blocks it took that way.
+/// `blocks`; another thread (under the pool's lock, while the owner is not busy and cannot become
+/// so) may only set `count` and `limit` to 0 and free the blocks it took that way.
 struct TpoolMagazine {
   std::atomic<unsigned> count;
   std::atomic<unsigned> limit;
@@ -56,9 +59,11 @@ struct TpoolMagazine {
 };
 
 /// All magazines of one thread (one spare for pools without a slot), made on the thread's first
-/// cached free, listed process-wide, and emptied at the thread's exit.
+/// cached free, listed process-wide, and emptied at the thread's exit. `busy` is the thread's
+/// tPoolBusy.
 struct TpoolThreadCache {
   TpoolMagazine slots[kPoolCacheSlots + 1];
+  std::atomic<unsigned>* busy;
   TpoolThreadCache* prev;
   TpoolThreadCache* next;
 };
@@ -71,6 +76,23 @@ inline TpoolThreadCache gPoolNoCache{};
 /// null, so the inline paths make one load of it and no test; the initial-exec model makes that
 /// load a single instruction.
 inline thread_local TpoolThreadCache* tPoolCache __attribute__((tls_model("initial-exec"))) = &gPoolNoCache;
+
+/// 1 while the calling thread works on its magazines outside any lock.
+inline thread_local std::atomic<unsigned> tPoolBusy __attribute__((tls_model("initial-exec"))){0};
+/// Nonzero while a thread takes back the blocks of other threads' magazines.
+inline std::atomic<unsigned> gPoolTakeback{0};
+
+/// Marks the calling thread busy with its magazines; false (go the locked way) while a take-back
+/// runs. The store and the load are kept in order against the compiler only: the taker makes
+/// every thread pass a full barrier after raising its flag, so either it sees this thread busy
+/// or this thread sees the flag. Call poolCacheLeave() in both cases.
+inline bool poolCacheEnter() {
+  tPoolBusy.store(1, std::memory_order_relaxed);
+  std::atomic_signal_fence(std::memory_order_seq_cst);
+  return gPoolTakeback.load(std::memory_order_acquire) == 0;
+}
+/// Ends the busy section: the magazine's blocks and count are published to a taker.
+inline void poolCacheLeave() { tPoolBusy.store(0, std::memory_order_release); }
 
 }  // namespace vela::memory_internal
 
@@ -93,28 +115,34 @@ class TpoolAllocator {
   /// std::bad_alloc (or TmemoryException) when memory is exhausted.
   [[nodiscard]] void* mpAlloc() {
     vela::memory_internal::TpoolMagazine& m = magazine(vela::memory_internal::tPoolCache);
-    unsigned count = m.count.load(std::memory_order_relaxed);
-    if (count != 0) {
-      void* p = m.blocks[count - 1];
-      // Fails only when another thread took the magazine's blocks meanwhile.
-      if (m.count.compare_exchange_strong(count, count - 1, std::memory_order_relaxed)) {
+    if (vela::memory_internal::poolCacheEnter()) {
+      const unsigned count = m.count.load(std::memory_order_relaxed);
+      if (count != 0) {
+        void* p = m.blocks[count - 1];
+        m.count.store(count - 1, std::memory_order_relaxed);
+        vela::memory_internal::poolCacheLeave();
         TasanPoison::unpoison(p, blockBytes());
         return p;
       }
     }
+    vela::memory_internal::poolCacheLeave();
     return allocateSlow();
   }
   /// Caches a block for reuse, or frees it when the cache is at the process limit. Null is ignored.
   void mpFree(void* p) {
-    vela::memory_internal::TpoolMagazine& m = magazine(vela::memory_internal::tPoolCache);
-    unsigned count = m.count.load(std::memory_order_relaxed);
-    if (count < m.limit.load(std::memory_order_relaxed) && p != nullptr) {
+    if (p != nullptr) {
+      vela::memory_internal::TpoolMagazine& m = magazine(vela::memory_internal::tPoolCache);
       TasanPoison::poison(p, blockBytes());  // cached blocks are poisoned
-      m.blocks[count] = p;
-      // Release: a thread that takes the magazine's blocks sees this slot written.
-      if (m.count.compare_exchange_strong(count, count + 1, std::memory_order_release,
-                                          std::memory_order_relaxed))
-        return;
+      if (vela::memory_internal::poolCacheEnter()) {
+        const unsigned count = m.count.load(std::memory_order_relaxed);
+        if (count < m.limit.load(std::memory_order_relaxed)) {
+          m.blocks[count] = p;
+          m.count.store(count + 1, std::memory_order_relaxed);
+          vela::memory_internal::poolCacheLeave();
+          return;
+        }
+      }
+      vela::memory_internal::poolCacheLeave();
     }
     freeSlow(p);
   }

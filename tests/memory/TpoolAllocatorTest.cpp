@@ -301,6 +301,44 @@ TEST_F(TpoolAllocatorTest, ResetTakesBackTheBlocksOfEveryThread) {
   pool.mpFree(p);
 }
 
+TEST_F(TpoolAllocatorTest, ResetWaitsOutAThreadCaughtInItsInlineStep) {
+  // A worker is held inside the lock-free step (its busy mark set, as between the check and the
+  // count update of mpAlloc). A reset must raise its flag, wait for that worker rather than empty
+  // its magazine under it, and finish once the step ends.
+  namespace mi = vela::memory_internal;
+  TpoolAllocator pool(48);
+  std::atomic<bool> resetDone{false};
+  std::atomic<int> stage{0};
+  bool enterDuringReset = true;
+  bool doneWhileBusy = true;
+  std::size_t cachedAfter = 1;
+  std::thread worker([&] {
+    pool.mpFree(pool.mpAlloc());
+    ASSERT_EQ(pool.threadCachedCount(), 1u);
+    mi::tPoolBusy.store(1);
+    stage = 1;
+    while ((mi::gPoolTakeback.load() & mi::kPoolTakebackRunning) == 0 && !resetDone.load())
+      std::this_thread::yield();
+    doneWhileBusy = resetDone.load();
+    enterDuringReset = mi::poolCacheEnter();  // leaves the mark set, as a real step would
+    mi::poolCacheLeave();
+    while (!resetDone.load()) std::this_thread::yield();
+    cachedAfter = pool.threadCachedCount();
+    stage = 2;
+  });
+  while (stage.load() != 1) std::this_thread::yield();
+  std::thread resetter([&] {
+    TpoolAllocator::resetAllPools();
+    resetDone = true;
+  });
+  resetter.join();
+  worker.join();
+  EXPECT_FALSE(doneWhileBusy) << "the reset emptied a magazine while its thread was mid-step";
+  EXPECT_FALSE(enterDuringReset) << "a step began while a reset was taking magazines back";
+  EXPECT_EQ(cachedAfter, 0u);
+  EXPECT_EQ(mi::gPoolTakeback.load() & mi::kPoolTakebackRunning, 0u);
+}
+
 TEST_F(TpoolAllocatorTest, ResetRacesWithThreadsThatKeepUsingThePool) {
   // Resets from one thread while others allocate and free: no block is handed out twice, lost or
   // freed while in use (ThreadSanitizer and AddressSanitizer watch; the fill pattern checks it).

@@ -31,6 +31,7 @@ struct TpoolRegistry {
   std::size_t capacity = 0;
   TpoolAllocator* slotOwner[vela::memory_internal::kPoolCacheSlots] = {};
   vela::memory_internal::TpoolThreadCache* caches = nullptr;  // every thread's cache
+  bool probed = false;  // whether the system's barrier across threads was tried
 };
 
 TpoolRegistry& registry() {
@@ -91,25 +92,58 @@ TpoolMagazine* magazineOf(int slot, bool create) {
   return &cache->slots[slot];
 }
 
-// While it lives, no thread starts to work on its magazines outside the locks; made with the
-// registry lock held (so one at a time), and only by a caller that takes other threads' blocks.
+// While it lives, no thread starts to work on its magazines outside the locks, and every thread
+// that was doing so has been waited out by waitIdle() before its magazine is touched. Made with
+// the registry lock held (so one at a time, and gPoolTakeback has one writer), and only by a
+// caller that takes other threads' blocks.
+//
+// Why that is enough, for an owner thread O and the taker T:
+//   O: busy = 1; (compiler-only fence); read flag; [magazine step]; busy = 0 (release)
+//   T: flag = 1; barrierAllThreads(); read busy (acquire) until 0; take the magazine
+// barrierAllThreads() makes O execute a full fence at some point F of its instruction stream
+// before it returns. If O's store of busy = 1 precedes F, the store is visible to T once the
+// barrier returns, so T sees 1 (or a later 0 from O's release at the end of that step) and waits;
+// the acquire read of that 0 orders O's whole step before T's take. If the store follows F, so
+// does O's read of the flag, which then sees T's flag = 1 (made visible before the barrier was
+// asked for) or nothing earlier, and O takes the locked way, where T holds the pool's lock. A
+// step that begins after waitIdle() returned begins after F too: it sees the flag and stays off
+// the magazine. Once T lowers the flag (release), a step that reads 0 (acquire) sees the emptied
+// magazine. The same holds for a thread that is not running: it passes a full barrier when it
+// is scheduled again.
 class TtakebackWindow {
  public:
   explicit TtakebackWindow(bool needed) : fNeeded(needed) {
     if (!fNeeded) return;
-    vela::memory_internal::gPoolTakeback.store(1, std::memory_order_seq_cst);
-    vela::platform::barrierAllThreads();
+    auto& flag = vela::memory_internal::gPoolTakeback;
+    flag.store(flag.load(std::memory_order_relaxed) | vela::memory_internal::kPoolTakebackRunning,
+               std::memory_order_seq_cst);
+    // The probe at the first pool's construction found a barrier; its means stay available for
+    // the life of the process. Were it ever refused, the inline paths are closed from now on.
+    if (!vela::platform::barrierAllThreads())
+      flag.store(flag.load(std::memory_order_relaxed) | vela::memory_internal::kPoolNoInlinePath,
+                 std::memory_order_seq_cst);
   }
   ~TtakebackWindow() {
-    if (fNeeded) vela::memory_internal::gPoolTakeback.store(0, std::memory_order_release);
+    if (!fNeeded) return;
+    auto& flag = vela::memory_internal::gPoolTakeback;
+    flag.store(flag.load(std::memory_order_relaxed) & ~vela::memory_internal::kPoolTakebackRunning,
+               std::memory_order_release);
   }
   TtakebackWindow(const TtakebackWindow&) = delete;
   TtakebackWindow& operator=(const TtakebackWindow&) = delete;
 
-  // Waits until the thread of `cache` is done with the magazine work it began before the window
-  // opened (a few instructions; it takes no lock meanwhile).
+  // Waits until the thread of `cache` is done with the magazine step it began before the window
+  // opened (a few instructions without locks or calls).
   static void waitIdle(const TpoolThreadCache& cache) {
     while (cache.busy->load(std::memory_order_acquire) != 0) std::this_thread::yield();
+  }
+
+  // Called once, with the registry lock held, before the first pool exists: without a barrier
+  // across threads nothing could take back a magazine safely, so the inline paths stay closed.
+  static void probe() {
+    if (!vela::platform::barrierAllThreads())
+      vela::memory_internal::gPoolTakeback.store(vela::memory_internal::kPoolNoInlinePath,
+                                                 std::memory_order_seq_cst);
   }
 
  private:
@@ -149,6 +183,10 @@ TpoolAllocator::TpoolAllocator(int blockBytes, const char* name)
   }
   TpoolRegistry& r = registry();
   TmtScopedLock guard(r.lock);
+  if (!r.probed) {
+    TtakebackWindow::probe();
+    r.probed = true;
+  }
   if (r.count == r.capacity) {
     const std::size_t grown = r.capacity + 64;
     auto* pools = static_cast<TpoolAllocator**>(std::realloc(r.pools, grown * sizeof(TpoolAllocator*)));

@@ -20,14 +20,17 @@
 // thread is taking caches back. cleanUpFreeList(), resetAllPools() and a pool's destructor take
 // back the blocks that other threads hold, while they run: they raise that flag, make every thread
 // pass a memory barrier (one system call), and wait out the threads still busy before they empty
-// the magazines.
+// the magazines. Where the system offers no such barrier the inline steps always take the locked
+// way instead.
 //
 // Hazards: blocks are 8-byte granular and new-aligned; a block from one pool must go back to a
 // pool of the same block size; destroying a pool must not overlap with its use on any thread; a
-// signal handler must not use a pool (neither path is reentrant).
+// signal handler must not use a pool (neither path is reentrant); the child of a fork() that has
+// not exec'd must not reset or destroy pools (a thread caught mid-step by the fork stays busy).
 #pragma once
 
 #include <velacore/base/TmtCriticalSection.h>
+#include <velacore/base/TvelacoreApi.h>
 #include <velacore/memory/TasanPoison.h>
 
 #include <atomic>
@@ -69,23 +72,31 @@ struct TpoolThreadCache {
 };
 
 /// What a thread's cache pointer names until the thread makes its own cache: every magazine is
-/// empty and full at once, so both inline paths fall through to the out-of-line ones.
-inline TpoolThreadCache gPoolNoCache{};
+/// empty and full at once, so both inline paths fall through to the out-of-line ones. These
+/// variables are exported so that a program and the library share one copy of each.
+VELACORE_API inline TpoolThreadCache gPoolNoCache{};
 
 /// The calling thread's cache (the placeholder until the thread first caches a block). Never
 /// null, so the inline paths make one load of it and no test; the initial-exec model makes that
 /// load a single instruction.
-inline thread_local TpoolThreadCache* tPoolCache __attribute__((tls_model("initial-exec"))) = &gPoolNoCache;
+VELACORE_API inline thread_local TpoolThreadCache* tPoolCache __attribute__((tls_model("initial-exec"))) =
+    &gPoolNoCache;
 
 /// 1 while the calling thread works on its magazines outside any lock.
-inline thread_local std::atomic<unsigned> tPoolBusy __attribute__((tls_model("initial-exec"))){0};
-/// Nonzero while a thread takes back the blocks of other threads' magazines.
-inline std::atomic<unsigned> gPoolTakeback{0};
+VELACORE_API inline thread_local std::atomic<unsigned> tPoolBusy __attribute__((tls_model("initial-exec"))){0};
+
+/// Bits of gPoolTakeback: a take-back of other threads' blocks is running; the system offers no
+/// barrier across threads, so the inline paths are never used.
+constexpr unsigned kPoolTakebackRunning = 1;
+constexpr unsigned kPoolNoInlinePath = 2;
+/// Nonzero while the inline paths must not touch the magazines. Written only under the registry
+/// lock of the pools.
+VELACORE_API inline std::atomic<unsigned> gPoolTakeback{0};
 
 /// Marks the calling thread busy with its magazines; false (go the locked way) while a take-back
-/// runs. The store and the load are kept in order against the compiler only: the taker makes
-/// every thread pass a full barrier after raising its flag, so either it sees this thread busy
-/// or this thread sees the flag. Call poolCacheLeave() in both cases.
+/// runs. The store and the load are kept in order against the compiler only; the taker supplies
+/// the processor's half (see TtakebackWindow in TpoolAllocator.cpp for the whole argument). Call
+/// poolCacheLeave() in both cases.
 inline bool poolCacheEnter() {
   tPoolBusy.store(1, std::memory_order_relaxed);
   std::atomic_signal_fence(std::memory_order_seq_cst);
@@ -96,7 +107,7 @@ inline void poolCacheLeave() { tPoolBusy.store(0, std::memory_order_release); }
 
 }  // namespace vela::memory_internal
 
-class TpoolAllocator {
+class VELACORE_API TpoolAllocator {
  public:
   /// How many entries the free list grows by.
   static constexpr std::size_t kGrowthStep = 1024;

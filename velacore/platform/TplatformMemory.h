@@ -10,6 +10,8 @@
 //   vela::platform::unmapPages(block, 2 << 20);
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
+
 #include <cstddef>
 #include <cstdint>
 
@@ -43,8 +45,10 @@ void trimHeap();
 /// Makes every thread of the process pass a full memory barrier before this returns. A thread
 /// that only orders its own accesses against the compiler (std::atomic_signal_fence) is then
 /// ordered against the caller as if it had used a full fence itself: the cheap side of an
-/// asymmetric fence pair. Costs a system call (or more); meant for rare events.
-void barrierAllThreads();
+/// asymmetric fence pair. Costs a system call (or more); meant for rare events. Returns false,
+/// having done nothing, when the system offers no way to do it: the caller must then not rely
+/// on the cheap side.
+[[nodiscard]] VELACORE_API bool barrierAllThreads();
 
 /// Machine-wide memory figures, in bytes.
 struct TsystemMemory {

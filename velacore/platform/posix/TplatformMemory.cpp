@@ -36,22 +36,28 @@ void unmapPages(void* pages, std::size_t bytes) {
   if (pages != nullptr && bytes != 0) munmap(pages, bytes);
 }
 
-void barrierAllThreads() {
-  // The expedited form interrupts only the CPUs running this process; it needs registering once.
-  // Without it the global form waits for every CPU to pass a scheduling point, which is slower
-  // but as strong.
+bool barrierAllThreads() {
+  // The expedited form interrupts only the CPUs that run a thread of this process (a thread that
+  // is not running passes a full barrier when it is scheduled again); it needs registering once,
+  // and the registration lasts as long as the process. Without it the global form waits until
+  // every CPU has passed a scheduling point: slower, as strong.
   static const bool sExpedited =
       syscall(SYS_membarrier, MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED, 0, 0) == 0;
-  if (sExpedited && syscall(SYS_membarrier, MEMBARRIER_CMD_PRIVATE_EXPEDITED, 0, 0) == 0) return;
-  if (syscall(SYS_membarrier, MEMBARRIER_CMD_GLOBAL, 0, 0) == 0) return;
-  // No membarrier at all: changing the protection of a touched page makes the kernel flush its
-  // mapping on every CPU that runs one of our threads, with an interrupt that serialises them.
-  static char* sPage = static_cast<char*>(mapPages(pageSize()));
+  if (sExpedited && syscall(SYS_membarrier, MEMBARRIER_CMD_PRIVATE_EXPEDITED, 0, 0) == 0) return true;
+  if (syscall(SYS_membarrier, MEMBARRIER_CMD_GLOBAL, 0, 0) == 0) return true;
+#if defined(__x86_64__) || defined(__i386__)
+  // No membarrier (an old kernel, or a sandbox that refuses it): taking write access away from a
+  // page this thread has written makes the kernel flush that mapping on every CPU that runs one of
+  // our threads, with an interrupt, which serialises them. Only x86 flushes other CPUs that way;
+  // elsewhere (arm64 broadcasts the flush in hardware) there is no such side effect to rely on.
+  static char* const sPage = static_cast<char*>(mapPages(pageSize()));
   if (sPage != nullptr) {
     *static_cast<volatile char*>(sPage) = 0;
-    mprotect(sPage, pageSize(), PROT_READ);
-    mprotect(sPage, pageSize(), PROT_READ | PROT_WRITE);
+    if (mprotect(sPage, pageSize(), PROT_READ) == 0 && mprotect(sPage, pageSize(), PROT_READ | PROT_WRITE) == 0)
+      return true;
   }
+#endif
+  return false;
 }
 
 void trimHeap() { malloc_trim(0); }

@@ -4,6 +4,7 @@
 #include <velacore/base/TstringCatalog.h>
 #include <velacore/debug/TdebugOutput.h>
 #include <velacore/environment/TVelaEnvironment.h>
+#include <velacore/environment/TvelaPackageManifest.h>
 #include <velacore/environment/VelaEnv.h>
 #include <velacore/files/TfilePath.h>
 #include <velacore/platform/TplatformEnvironment.h>
@@ -248,6 +249,44 @@ int readDescriptionFile(const std::string& path, std::string& text) {
   return text.find('\0', 0) < kBinaryProbe ? 1 : 0;
 }
 
+// Package bundles come after the module directories: each fitting bundle gets the next
+// directory index, and its components are registered as modules under the usual rules.
+void scanPackages() {
+  Tstate& s = state();
+  const TstringArray bundles = TvelaPackageManifest::findBundles();
+  for (unsigned b = 0; b < bundles.length(); ++b) {
+    const Tstring file = bundles[b] + "/" + TvelaPackageManifest::kFileName;
+    TvelaPackageManifest manifest;
+    if (!manifest.read(file)) {
+      refuse(file, manifest.errorLine, std::string_view(), manifest.error);
+      continue;
+    }
+    Tstring why;
+    if (!TvelaPackageManifest::fits(manifest.requirements, why)) {
+      refuse(file, 0, view(manifest.name), why);
+      continue;
+    }
+    if (manifest.skipped > 0) {
+      refuse(file, 0, view(manifest.name),
+             message("s_TvelaModuleSupportBaseStrings.rComponentsSkipped", number(manifest.skipped)));
+    }
+    const int index = static_cast<int>(s.directories.size());
+    s.directories.push_back(toStd(bundles[b]));
+    for (const TvelaPackageComponent& c : manifest.components) {
+      const Tstring text = c.name + " " + c.version + " " + c.path;
+      if (!TvelaPackageManifest::fits(c.requirements, why)) {
+        refuse(file, c.line, view(text), why);
+        continue;
+      }
+      s.parsedLine = text;
+      (void)TvelaModuleSupportBase::resolve_module_add(c.name, c.version, c.path, index,
+                                                       TvelaModuleSupportBase::Tkeywords(), file,
+                                                       c.line);
+      s.parsedLine = Tstring();
+    }
+  }
+}
+
 }  // namespace
 
 // ---- Set-up and scanning ----
@@ -282,6 +321,7 @@ int TvelaModuleSupportBase::scanForNewModules() {
   // cannot know what they name.
   if (pf::currentFolder().empty()) return -1;
   for (int i = 0; i < s.numModuleDirectories; ++i) subScanForNewModules(i);
+  scanPackages();
   return static_cast<int>(s.modules.size());
 }
 

@@ -30,6 +30,12 @@ namespace vela::platform {
 /// The folder shared by the programs of every user ("/usr/local/share").
 [[nodiscard]] std::string commonProgramFilesFolder();
 
+/// The folders where add-on packages are installed, in search order: "<location>/AppPlugins"
+/// (skipped when `location` is empty), "/usr/local/share/Corvanta/AppPlugins",
+/// "/usr/share/Corvanta/AppPlugins" and the user's data folder (XDG, normally
+/// "$HOME/.local/share") + "/Corvanta/AppPlugins". They need not exist.
+[[nodiscard]] std::vector<std::string> applicationPluginFolders(const std::string& location);
+
 /// Reads the string `key` of the machine-wide settings of `organization`/`application`: the
 /// INI file "<organization>/<application>.conf" in the first folder of `XDG_CONFIG_DIRS`
 /// (default "/etc/xdg") that has the key. Returns false and leaves `value` alone when none has.

@@ -72,6 +72,16 @@ std::string documentsFolder() {
 
 std::string commonProgramFilesFolder() { return "/usr/local/share"; }
 
+std::vector<std::string> applicationPluginFolders(const std::string& location) {
+  std::vector<std::string> folders;
+  if (!location.empty()) folders.push_back(withoutTrailingSlash(location) + "/AppPlugins");
+  folders.push_back(commonProgramFilesFolder() + "/Corvanta/AppPlugins");
+  folders.push_back("/usr/share/Corvanta/AppPlugins");
+  const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+  if (!data.isEmpty()) folders.push_back(withoutTrailingSlash(data.toStdString()) + "/Corvanta/AppPlugins");
+  return folders;
+}
+
 bool machineSetting(const char* organization, const char* application, const char* key,
                     std::string& value) {
   if (organization == nullptr || application == nullptr || key == nullptr) return false;

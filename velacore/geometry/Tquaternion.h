@@ -34,6 +34,22 @@ class VELACORE_API Tquaternion {
   }
   constexpr Tquaternion& operator*=(const Tquaternion& o) { return *this = *this * o; }
 
+  /// Component-wise sum, difference and scaling (for blending; the results are not unit).
+  [[nodiscard]] constexpr Tquaternion operator+(const Tquaternion& o) const {
+    return Tquaternion(x + o.x, y + o.y, z + o.z, w + o.w);
+  }
+  [[nodiscard]] constexpr Tquaternion operator-(const Tquaternion& o) const {
+    return Tquaternion(x - o.x, y - o.y, z - o.z, w - o.w);
+  }
+  [[nodiscard]] constexpr Tquaternion operator*(double k) const {
+    return Tquaternion(x * k, y * k, z * k, w * k);
+  }
+  /// The four-component dot product; its sign tells whether two rotations lie in the same
+  /// hemisphere.
+  [[nodiscard]] constexpr double dot(const Tquaternion& o) const {
+    return x * o.x + y * o.y + z * o.z + w * o.w;
+  }
+
   /// (-x, -y, -z, w): the inverse rotation of a unit quaternion.
   [[nodiscard]] constexpr Tquaternion conjugate() const { return Tquaternion(-x, -y, -z, w); }
   /// Euclidean length of the four components.

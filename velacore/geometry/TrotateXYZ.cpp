@@ -90,3 +90,73 @@ TrotateXYZ TrotateXYZ::fromMatrix(const T4dDblMatrix& m, TrotOrder order) {
   out.z = angles[2];
   return out;
 }
+
+namespace {
+
+constexpr double kTwoPi = 6.283185307179586476925;
+constexpr double kPiValue = 3.141592653589793238463;
+
+// `v` moved by whole turns to lie within pi of `target`.
+double nearestTurn(double v, double target) {
+  return v + kTwoPi * std::nearbyint((target - v) / kTwoPi);
+}
+
+double distance(const TrotateXYZ& a, const TrotateXYZ& b) {
+  return std::fabs(a.x - b.x) + std::fabs(a.y - b.y) + std::fabs(a.z - b.z);
+}
+
+double& angle(TrotateXYZ& r, int axis) { return axis == 0 ? r.x : axis == 1 ? r.y : r.z; }
+
+bool validOrder(TrotateXYZ::TrotOrder o) { return o >= 0 && o <= 5; }
+
+}  // namespace
+
+TrotateXYZ TrotateXYZ::closestCut(const TrotateXYZ& target) const {
+  return TrotateXYZ(nearestTurn(x, target.x), nearestTurn(y, target.y), nearestTurn(z, target.z),
+                    order);
+}
+
+TrotateXYZ TrotateXYZ::alternateSolution() const {
+  if (!validOrder(order)) return *this;
+  // Ri(pi) Rj(pi - b) Rk(pi) == Rj(b) for any three distinct axes, so this is the same rotation.
+  TrotateXYZ alt = *this;
+  const int i = kAxes[order][0], j = kAxes[order][1], k = kAxes[order][2];
+  angle(alt, i) += kPiValue;
+  angle(alt, j) = kPiValue - angle(alt, j);
+  angle(alt, k) += kPiValue;
+  return alt.closestCut(*this);
+}
+
+TrotateXYZ TrotateXYZ::closestSolution(const TrotateXYZ& target) const {
+  if (!validOrder(order)) return *this;
+  const int i = kAxes[order][0], j = kAxes[order][1], k = kAxes[order][2];
+  TrotateXYZ self = *this;
+  if (std::fabs(std::cos(angle(self, j))) < 1e-9) {
+    // Gimbal lock: the rotation depends on a_i + sign * a_k alone. Find the sign by trying a
+    // change that keeps the sum, then split the difference from the target evenly.
+    TrotateXYZ probe = self;
+    angle(probe, i) += 0.5;
+    angle(probe, k) -= 0.5;
+    const double sign = probe.asMatrix().isEquivalent(asMatrix(), 1e-6) ? 1.0 : -1.0;
+    TrotateXYZ t = target;
+    const double d = std::remainder(
+        angle(self, i) + sign * angle(self, k) - (angle(t, i) + sign * angle(t, k)), kTwoPi);
+    angle(self, i) = angle(t, i) + 0.5 * d;
+    angle(self, k) = angle(t, k) + sign * 0.5 * d;
+    angle(self, j) = nearestTurn(angle(self, j), angle(t, j));
+    return self;
+  }
+  const TrotateXYZ a = closestCut(target);
+  const TrotateXYZ b = alternateSolution().closestCut(target);
+  return distance(b, target) < distance(a, target) ? b : a;
+}
+
+TrotateXYZ TrotateXYZ::reorder(TrotOrder newOrder) const {
+  if (!validOrder(newOrder)) return TrotateXYZ(x, y, z, newOrder);
+  return fromMatrix(asMatrix(), newOrder).closestSolution(*this);
+}
+
+TrotateXYZ TrotateXYZ::incrementalRotateBy(const Tquaternion& q) const {
+  if (!validOrder(order)) return *this;
+  return fromMatrix((q * asQuaternion()).asMatrix(), order).closestSolution(*this);
+}

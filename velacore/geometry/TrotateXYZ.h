@@ -7,7 +7,8 @@
 //   Tquaternion q = r.asQuaternion();     // exactly (sin 45deg, 0, 0, cos 45deg)
 //   T4dDblMatrix m = r.asMatrix();
 //
-// Traps: an order above 5 is accepted and means no rotation at all. Angles of exactly zero
+// Traps: an order above 5 is accepted and means no rotation at all; filtering leaves such a
+// rotation as it is. Angles of exactly zero
 // cost nothing: their factor is skipped, so a single-axis rotation gives the exact axis
 // quaternion, without rounding from identity products.
 #pragma once
@@ -36,6 +37,27 @@ class VELACORE_API TrotateXYZ {
   /// orthonormal). The middle angle lies in [-pi/2, pi/2]; at gimbal lock (middle angle at
   /// +-pi/2) the last axis's angle is set to 0 and the first takes the whole turn.
   [[nodiscard]] static TrotateXYZ fromMatrix(const T4dDblMatrix& m, TrotOrder order = kXYZ);
+
+  /// @name Filtering
+  /// Every rotation has two angle triples in a given order (more at gimbal lock), each repeated
+  /// every whole turn. These pick the one an animator expects: the one nearest to the angles
+  /// it replaces, measured as the sum of the three absolute angle differences.
+  ///
+  /// The other triple of this order with the same rotation: first and last angle plus pi,
+  /// middle angle pi minus itself, each then moved by whole turns to lie nearest this one's.
+  [[nodiscard]] TrotateXYZ alternateSolution() const;
+  /// Each angle moved by whole turns to lie within pi of `target`'s; the rotation is unchanged.
+  [[nodiscard]] TrotateXYZ closestCut(const TrotateXYZ& target) const;
+  /// Of the triples that give this rotation in this order, the one nearest `target`. At gimbal
+  /// lock (the middle angle at +-pi/2) only the sum or difference of the outer angles matters;
+  /// the outer angles then share the change from `target`'s equally.
+  [[nodiscard]] TrotateXYZ closestSolution(const TrotateXYZ& target) const;
+  /// The same rotation in `newOrder`, nearest to the current angles.
+  [[nodiscard]] TrotateXYZ reorder(TrotOrder newOrder) const;
+  /// This rotation followed by `q`, in the same order and nearest to the current angles, so
+  /// that a run of small steps changes the angles in small steps (no flips to the alternate
+  /// triple, no jumps by whole turns).
+  [[nodiscard]] TrotateXYZ incrementalRotateBy(const Tquaternion& q) const;
 
   /// The rotation by `angle` radians about axis 0 (x), 1 (y) or 2 (z), as a quaternion.
   [[nodiscard]] static Tquaternion axisQuaternion(int axis, double angle);

@@ -54,6 +54,31 @@ TEST_F(TnestedTimersTest, RecursionTimesOnlyTheOuterRun) {
   TnestedTimers::start(TnestedTimers::kSlots);
 }
 
+TEST_F(TnestedTimersTest, StretchesAgreeWithSteadyClockAndNeverRunBackwards) {
+  // Timers read the clock's raw counter and convert only the difference: a 30 ms stretch must
+  // come out as steady_clock sees it, and back-to-back pairs (whose reads may cross) never give
+  // a negative time, which the wrap correction would turn into more than an hour.
+  const int t = TnestedTimers::getNextIndex("stretch");
+  ASSERT_GE(t, 0);
+  using Tsteady = std::chrono::steady_clock;
+  const auto outerBegin = Tsteady::now();
+  TnestedTimers::start(t);
+  const auto innerBegin = Tsteady::now();
+  std::this_thread::sleep_for(std::chrono::milliseconds(30));
+  const auto innerEnd = Tsteady::now();
+  const double measured = TnestedTimers::stop(t);
+  const auto outerEnd = Tsteady::now();
+  EXPECT_GE(measured, 0.99 * std::chrono::duration<double>(innerEnd - innerBegin).count());
+  EXPECT_LE(measured, 1.01 * std::chrono::duration<double>(outerEnd - outerBegin).count());
+  double worst = 0.0;
+  for (int i = 0; i < 100000; ++i) {
+    TnestedTimers::start(t);
+    worst = std::max(worst, TnestedTimers::stop(t));
+  }
+  EXPECT_LT(worst, 1.0) << "an empty stretch measured as " << worst << " s";
+  EXPECT_EQ(TnestedTimers::getCount(t), 100001);
+}
+
 TEST_F(TnestedTimersTest, TableHoldsExactly128) {
   const int unnamed = TnestedTimers::getNextIndex(nullptr);
   EXPECT_GE(unnamed, 0);

@@ -1,6 +1,7 @@
 #include <velacore/debug/Tclock.h>
 
 #include <velacore/debug/TdbTrace.h>
+#include <velacore/debug/internal/TtimerTicks.h>
 
 #include <chrono>
 #include <iostream>  // the standard streams exist before this file's trace is made
@@ -120,6 +121,15 @@ double Tclock::sNow() {
   }
 #endif
   return steadySeconds();
+}
+
+const vela::debug_internal::TtickSource& vela::debug_internal::tickSource() {
+  static const TtickSource sTicks = [] {
+    const TclockSource& c = source();
+    if (c.usesCycleCounter) return TtickSource{true, c.secondsPerTick};
+    return TtickSource{false, std::chrono::duration<double>(std::chrono::steady_clock::duration(1)).count()};
+  }();
+  return sTicks;
 }
 
 bool Tclock::sUsesCycleCounter() { return source().usesCycleCounter; }

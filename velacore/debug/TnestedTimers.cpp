@@ -3,6 +3,7 @@
 #include <velacore/debug/Tclock.h>
 #include <velacore/debug/TdebugOutput.h>
 #include <velacore/debug/internal/TdebugThread.h>
+#include <velacore/debug/internal/TtimerTicks.h>
 
 #include <algorithm>
 #include <chrono>
@@ -20,7 +21,7 @@ struct Tslot {
   int count = 0;
   int recursions = 0;
   int depth = 0;
-  double startedAt = 0.0;
+  std::int64_t startedAt = 0;  // the clock's raw ticks
   int nextInstance = -1;
   int instanceOf = -1;  // the first slot of the chain, -1 for a first slot
   TnestedTimers::TnestingInfo* nesting = nullptr;
@@ -29,11 +30,12 @@ struct Tslot {
 using TnestingInfo = TnestedTimers::TnestingInfo;
 
 struct Tstate {
-  Tstate() {
+  Tstate() : ticks(vela::debug_internal::tickSource()) {
     origin = Tclock::sNow();
     stack.reserve(TnestedTimers::kSlots);
     records.reserve(TnestedTimers::kSlots);
   }
+  const vela::debug_internal::TtickSource& ticks;  // what start and stop read
   double origin;  // Tclock seconds at first use
   Tslot slots[TnestedTimers::kSlots];
   int cursor = 0;
@@ -225,7 +227,7 @@ void TnestedTimers::start(int index) {
     return;
   }
   slot.depth = 1;
-  slot.startedAt = now(s);
+  slot.startedAt = vela::debug_internal::readTicks(s.ticks);
 }
 
 double TnestedTimers::stop(int index) {
@@ -233,7 +235,7 @@ double TnestedTimers::stop(int index) {
   Tstate& s = state();
   Tslot& slot = s.slots[index];
   if (slot.depth <= 0) return 0.0;
-  double elapsed = now(s) - slot.startedAt;
+  double elapsed = vela::debug_internal::ticksToSeconds(s.ticks, slot.startedAt, vela::debug_internal::readTicks(s.ticks));
   if (elapsed < 0) elapsed += 4294967.5;  // a 32-bit microsecond counter that wrapped
   if (slot.depth > 1) {
     --slot.depth;
@@ -331,7 +333,10 @@ double TnestedTimers::estimateTimerOverhead() {
   constexpr int kPairs = 1000;
   const auto begin = std::chrono::steady_clock::now();
   volatile double sink = 0.0;  // keeps the reads from being optimised away
-  for (int i = 0; i < kPairs; ++i) sink = sink + (now(s) - now(s));
+  for (int i = 0; i < kPairs; ++i) {
+    const std::int64_t from = vela::debug_internal::readTicks(s.ticks);
+    sink = sink + vela::debug_internal::ticksToSeconds(s.ticks, from, vela::debug_internal::readTicks(s.ticks));
+  }
   const auto end = std::chrono::steady_clock::now();
   const double seconds = std::chrono::duration<double>(end - begin).count();
   return seconds / kPairs;

@@ -5,8 +5,10 @@
 //
 //   T4dDblMatrix move;                       // identity
 //   move.fMatrix[3][0] = 5.0;                // translate by 5 along x
+//   T4dDblMatrix scale;
+//   scale(0, 0) = 2.0;                       // double x
 //   T4dDblMatrix both = scale * move;        // scale, then move
-//   if (both == T4dDblMatrix::identity()) ...
+//   if (both.isEquivalent(move * scale)) ...  // false: the order matters
 //
 // A plain value: 128 bytes, copied freely. `==` compares every element exactly; results of
 // arithmetic should be compared with isEquivalent() and a tolerance instead.
@@ -22,7 +24,9 @@ class VELACORE_API T4dDblMatrix {
  public:
   /// The identity.
   constexpr T4dDblMatrix()
-      : fMatrix{{1.0, 0.0, 0.0, 0.0}, {0.0, 1.0, 0.0, 0.0}, {0.0, 0.0, 1.0, 0.0},
+      : fMatrix{{1.0, 0.0, 0.0, 0.0},
+                {0.0, 1.0, 0.0, 0.0},
+                {0.0, 0.0, 1.0, 0.0},
                 {0.0, 0.0, 0.0, 1.0}} {}
   /// The matrix with these rows.
   constexpr explicit T4dDblMatrix(const double (&rows)[4][4]) : fMatrix{} {

@@ -3,7 +3,8 @@
 // The product is Hamilton's; `a * b` rotates by b first, then by a. asMatrix() gives the
 // row-vector matrix (p' = p * M), so (a * b).asMatrix() == b.asMatrix() * a.asMatrix():
 //
-//   Tquaternion qz = Tquaternion::fromAxisAngle(0.0, 0.0, 1.0, M_PI / 2);  // 90 deg about z
+//   const double quarterTurn = 1.5707963267948966;  // radians
+//   Tquaternion qz = Tquaternion::fromAxisAngle(0.0, 0.0, 1.0, quarterTurn);  // about z
 //   T4dDblMatrix m = qz.asMatrix();          // maps (1, 0, 0) to (0, 1, 0)
 //   Tquaternion back(m);                     // the same rotation (q or -q)
 //   Tquaternion half = Tquaternion::slerp(Tquaternion(), qz, 0.5);

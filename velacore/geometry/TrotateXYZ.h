@@ -3,7 +3,8 @@
 // With row vectors, the first axis of the order is applied first: order kXYZ rotates about
 // x, then y, then z, so its matrix is Rx * Ry * Rz and its quaternion qz * qy * qx.
 //
-//   TrotateXYZ r(M_PI / 2, 0.0, 0.0, TrotateXYZ::kXYZ);
+//   const double quarterTurn = 1.5707963267948966;  // radians
+//   TrotateXYZ r(quarterTurn, 0.0, 0.0, TrotateXYZ::kXYZ);
 //   Tquaternion q = r.asQuaternion();     // exactly (sin 45deg, 0, 0, cos 45deg)
 //   T4dDblMatrix m = r.asMatrix();
 //

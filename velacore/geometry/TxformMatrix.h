@@ -9,7 +9,7 @@
 //   TxformMatrix x;
 //   x.scaleTo(Tscale(2.0, 2.0, 2.0));
 //   x.setScalePivot(TdblVector(1.0, 0.0, 0.0));   // (1, 0, 0) stays where it is
-//   x.rotateTo(TrotateXYZ(0.0, 0.0, M_PI / 2));
+//   x.rotateTo(TrotateXYZ(0.0, 0.0, 1.5707963267948966));   // a quarter turn about z
 //   x.translateTo(TdblVector(0.0, 0.0, 5.0));
 //   T4dDblMatrix m = x.matrix();
 //   T4dDblMatrix back = x.inverse();               // m * back is the identity
@@ -17,8 +17,9 @@
 // Traps:
 // - The pivots are stored negated (origin minus pivot); the accessors and setters speak of
 //   the pivot itself.
-// - Values are given in the transform's own terms (local space): scaleBy multiplies,
-//   translateBy adds, rotateBy composes after the current rotation.
+// - By default values are the components themselves: scaleBy multiplies, translateBy adds,
+//   rotateBy composes after the current rotation. A TxformSpace argument gives them in the
+//   object's, the parent's or the world's frame instead (see TxformSpace.h).
 // - rotateBy and rotateTo(Tquaternion) switch the transform to quaternion rotation
 //   (rotateIsQuaternion): the Euler angles are then ignored until rotateTo(TrotateXYZ).
 // - A zero scale makes the matrix singular: inverse() then returns the identity.
@@ -36,6 +37,7 @@
 #include <velacore/geometry/TdoubleTriple.h>
 #include <velacore/geometry/Tquaternion.h>
 #include <velacore/geometry/TrotateXYZ.h>
+#include <velacore/geometry/TxformSpace.h>
 
 class VELACORE_API TxformMatrix {
  public:
@@ -88,28 +90,51 @@ class VELACORE_API TxformMatrix {
   }
 
   /// @name Setters
-  void scaleTo(const Tscale& s) { fScale = s; }
-  /// Multiplies the scale component-wise.
-  void scaleBy(const Tscale& s);
-  /// Euler rotation (ends quaternion rotation).
-  void rotateTo(const TrotateXYZ& r);
-  /// Quaternion rotation: `q` becomes the combined rotation, orientations included.
-  void rotateTo(const Tquaternion& q);
-  /// Applies `q` after the current combined rotation (switches to quaternion rotation).
-  void rotateBy(const Tquaternion& q);
-  void rotateBy(const TrotateXYZ& r) { rotateBy(r.asQuaternion()); }
+  /// Each takes the space its value is given in (see TxformSpace.h); the default is the
+  /// component's own value. Converting from kParent or kWorld uses the current state, and a
+  /// scale or shear given along other axes than the object's is folded back into scale, shear
+  /// and rotation components.
+  void scaleTo(const Tscale& s, const TxformSpace& space = TxformSpace());
+  /// Multiplies the scale component-wise (along the space's axes).
+  void scaleBy(const Tscale& s, const TxformSpace& space = TxformSpace());
+  /// Euler rotation (ends quaternion rotation). kTransform and kObject set the Euler component;
+  /// kParent and kWorld make the angles the combined rotation as the parent (world) sees it.
+  void rotateTo(const TrotateXYZ& r, const TxformSpace& space = TxformSpace());
+  /// Quaternion rotation: `q` becomes the combined rotation, orientations included, relative
+  /// to the parent (kTransform, kParent) or the world (kWorld); kObject gives the rotation
+  /// between the two orientations.
+  void rotateTo(const Tquaternion& q, const TxformSpace& space = TxformSpace());
+  /// Applies `q` after the current combined rotation, about the parent's (kTransform, kParent)
+  /// or the world's axes (kWorld), or before it, about the object's own axes (kObject).
+  /// Switches to quaternion rotation.
+  void rotateBy(const Tquaternion& q, const TxformSpace& space = TxformSpace());
+  /// The same, but an Euler rotation stays Euler: the new angles are the ones nearest the
+  /// current angles (TrotateXYZ::closestSolution), so repeated small steps never flip.
+  void rotateBy(const TrotateXYZ& r, const TxformSpace& space = TxformSpace());
   void setRotationOrder(TrotOrder order);
-  void setRotateOrient(const Tquaternion& q);
-  void translateTo(const TdblVector& t) { fTranslation = t; }
-  void translateBy(const TdblVector& t);
-  void shearTo(const Tshear& s) { fShear = s; }
-  /// Adds to the shear component-wise.
-  void shearBy(const Tshear& s);
-  void setScalePivot(const TdblVector& p) { fScalePivot = negated(p); }
-  void setScaleTranslation(const TdblVector& t) { fScaleTranslation = t; }
-  void setRotatePivot(const TdblVector& p) { fRotatePivot = negated(p); }
-  void setRotateTranslation(const TdblVector& t) { fRotateTranslation = t; }
-  void setJointOrient(const Tquaternion& q);
+  /// kWorld removes the parent's world rotation; the other kinds take `q` as given.
+  void setRotateOrient(const Tquaternion& q, const TxformSpace& space = TxformSpace());
+  /// kTransform and kParent set the translation itself; kObject takes an offset along the
+  /// object's axes; kWorld a position in the world.
+  void translateTo(const TdblVector& t, const TxformSpace& space = TxformSpace());
+  /// Adds an offset given in `space` (kTransform and kParent: the parent's axes).
+  void translateBy(const TdblVector& t, const TxformSpace& space = TxformSpace());
+  /// Replaces the shear; in kParent or kWorld the new shear applies along that space's axes.
+  void shearTo(const Tshear& s, const TxformSpace& space = TxformSpace());
+  /// Adds to the shear component-wise (kTransform, kObject) or shears along the space's axes.
+  void shearBy(const Tshear& s, const TxformSpace& space = TxformSpace());
+  /// The pivot as an object-space point (kTransform, kObject), or the point where the parent
+  /// (world) should see it (kParent, kWorld).
+  void setScalePivot(const TdblVector& p, const TxformSpace& space = TxformSpace());
+  /// An offset added after the scale; in other spaces converted into that frame.
+  void setScaleTranslation(const TdblVector& t, const TxformSpace& space = TxformSpace());
+  /// The pivot in the frame the rotation applies in (kTransform, kObject), or where the parent
+  /// (world) should see it (kParent, kWorld).
+  void setRotatePivot(const TdblVector& p, const TxformSpace& space = TxformSpace());
+  /// An offset added after the rotation; in other spaces converted into that frame.
+  void setRotateTranslation(const TdblVector& t, const TxformSpace& space = TxformSpace());
+  /// kWorld removes the parent's world rotation; the other kinds take `q` as given.
+  void setJointOrient(const Tquaternion& q, const TxformSpace& space = TxformSpace());
   void setCompensateForParentScale(bool on) { setFlag(kCompensateForParentScale, on); }
   void parentScaleInverseTo(const Tscale& s) { fParentScaleInverse = s; }
   /// Multiplies the parent scale inverse component-wise.
@@ -138,6 +163,25 @@ class VELACORE_API TxformMatrix {
   static TdblVector negated(const TdblVector& v) { return TdblVector(-v[0], -v[1], -v[2]); }
   void setFlag(std::uint8_t bit, bool on) {
     fFlags = static_cast<std::uint8_t>(on ? (fFlags | bit) : (fFlags & ~bit));
+  }
+  using Tblock = double[3][3];
+  // The upper block diag(scale) * Sh * R, without the parent scale inverse.
+  void linearBlock(Tblock& a) const;
+  // Splits a block into scale, shear and combined rotation and stores them.
+  bool setLinearBlock(const Tblock& a);
+  // Applies `x`, a linear map along the axes of `space`, after the current block.
+  void applyInSpace(const Tblock& x, const TxformSpace& space);
+  // Makes `c` the combined rotation, through the Euler angles when they are the authority.
+  void setCombinedRotation(const Tquaternion& c);
+  // An offset or a point given in `space`, as the parent sees it.
+  TdblVector parentOffset(const TdblVector& v, const TxformSpace& space) const;
+  TdblVector parentPoint(const TdblVector& v, const TxformSpace& space) const;
+  TdblVector withoutParentScale(const TdblVector& v) const;
+  // The combined rotation after also rotating by `q` in `space`.
+  Tquaternion combinedAfter(const Tquaternion& q, const TxformSpace& space) const;
+  static Tquaternion inParent(const Tquaternion& q, const TxformSpace& space);
+  static bool convertsLinear(const TxformSpace& space) {
+    return space.kind() == TxformSpace::kParent || space.kind() == TxformSpace::kWorld;
   }
   Tquaternion computeRotation() const;
   Tquaternion recomputeRotation() const;

@@ -1,5 +1,7 @@
 #include <velacore/base/Texception.h>
 
+#include <velacore/types/Tmetaclass.h>
+
 #include <utility>
 
 // Out-of-line destructors anchor each class's vtable and type information in the library, so that
@@ -15,3 +17,8 @@ TincompatibleData::~TincompatibleData() = default;
 
 TmemoryException::TmemoryException(std::string message) : Texception(std::move(message)) {}
 TmemoryException::~TmemoryException() = default;
+
+VELA_DEFINE_TYPE(Texception);
+VELA_DEFINE_ABSTRACT_TYPE(TfileException, Texception);  // needs a code
+VELA_DEFINE_TYPE(TincompatibleData, Texception);
+VELA_DEFINE_TYPE(TmemoryException, Texception);

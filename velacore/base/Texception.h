@@ -13,12 +13,15 @@
 // Every subclass carries a human-readable message; `TfileException` adds an integer code.
 #pragma once
 
+#include <velacore/types/TtypeDeclaration.h>
 #include <exception>
 #include <string>
 
 /// Base class of every exception the library throws. Also a `std::exception`, so generic
 /// handlers see `what()`.
 class Texception : public std::exception {
+  VELA_DECLARE_TYPE(Texception);
+
  public:
   /// An exception with the given message (may be empty).
   explicit Texception(std::string message = std::string());
@@ -34,6 +37,8 @@ class Texception : public std::exception {
 
 /// A file could not be used. `code()` says why: an errno value, or a code of the caller's.
 class TfileException : public Texception {
+  VELA_DECLARE_TYPE(TfileException);
+
  public:
   explicit TfileException(int code, std::string message = std::string());
   ~TfileException() override;
@@ -47,6 +52,8 @@ class TfileException : public Texception {
 
 /// Data of one type was given where another, incompatible type was required.
 class TincompatibleData : public Texception {
+  VELA_DECLARE_TYPE(TincompatibleData);
+
  public:
   using Texception::Texception;
   ~TincompatibleData() override;
@@ -54,6 +61,8 @@ class TincompatibleData : public Texception {
 
 /// Memory could not be obtained. Whatever raised it was left unchanged.
 class TmemoryException : public Texception {
+  VELA_DECLARE_TYPE(TmemoryException);
+
  public:
   explicit TmemoryException(std::string message = "out of memory");
   ~TmemoryException() override;

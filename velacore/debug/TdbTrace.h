@@ -35,6 +35,7 @@
 
 #include <velacore/base/TmtSpinCriticalSection.h>
 #include <velacore/debug/TdebugOutput.h>
+#include <velacore/types/TtypeDeclaration.h>
 #include <velacore/strings/Tstring.h>
 #include <velacore/strings/TstringArray.h>
 
@@ -44,6 +45,8 @@
 class Ttrigger;
 
 class TdbTrace {
+  VELA_DECLARE_TYPE(TdbTrace);
+
  public:
   /// Flag for debug() that adds the output, state and counts to the report.
   static constexpr unsigned kDebugAll = 16383;

@@ -31,6 +31,7 @@
 
 #include <velacore/base/TmtCriticalSection.h>
 #include <velacore/strings/Tstring.h>
+#include <velacore/types/TtypeDeclaration.h>
 
 #include <atomic>
 #include <cstdarg>
@@ -43,6 +44,8 @@
 class TdbTrace;
 
 class TdebugOutput {
+  VELA_DECLARE_TYPE(TdebugOutput);
+
  public:
   /// Bytes of the format buffer of every sink the library makes; also its growth step.
   static constexpr unsigned kFormatBufferStep = 1024;

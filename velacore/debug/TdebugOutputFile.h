@@ -16,10 +16,13 @@
 #pragma once
 
 #include <velacore/debug/TdebugOutput.h>
+#include <velacore/types/TtypeDeclaration.h>
 
 #include <fstream>
 
 class TdebugOutputFile : public TdebugOutput {
+  VELA_DECLARE_TYPE(TdebugOutputFile);
+
  public:
   /// Open states of the file.
   enum TopenState : int { kNeverOpened = 0, kOpen = 1, kClosed = 2 };

@@ -13,10 +13,13 @@
 #pragma once
 
 #include <velacore/debug/TdebugOutput.h>
+#include <velacore/types/TtypeDeclaration.h>
 
 #include <sstream>
 
 class TdebugOutputString : public TdebugOutput {
+  VELA_DECLARE_TYPE(TdebugOutputString);
+
  public:
   /// An empty in-memory sink.
   explicit TdebugOutputString(unsigned bufferSize = kFormatBufferStep);
@@ -35,6 +38,8 @@ class TdebugOutputString : public TdebugOutput {
 };
 
 class TdebugOutputTrace : public TdebugOutputString {
+  VELA_DECLARE_TYPE(TdebugOutputTrace);
+
  public:
   /// The process-wide developer-channel sink; made on first use, never deleted.
   [[nodiscard]] static TdebugOutputTrace& sTrace();

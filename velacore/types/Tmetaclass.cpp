@@ -26,6 +26,14 @@ const char* printable(const char* name) { return name == nullptr ? "" : name; }
 
 TconstructorClass::~TconstructorClass() = default;
 
+void* vela::types_internal::constructAs(Tmetaclass* t, Tmetaclass* self) {
+  return t == nullptr || !t->isa(self) ? nullptr : t->construct(self);
+}
+
+void* vela::types_internal::constructInPlaceAs(Tmetaclass* t, Tmetaclass* self, void* where) {
+  return t == nullptr || !t->isa(self) ? nullptr : t->constructInPlace(self, where);
+}
+
 Tmetaclass::Tmetaclass(Tmetaclass** /*self*/, const char* name, unsigned size,
                        TconstructorProc proc, unsigned tag, bool forceIndex, Tmetaclass** super1,
                        Tmetaclass** super2, Tmetaclass** super3, Tmetaclass** super4)

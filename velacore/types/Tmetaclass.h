@@ -60,6 +60,7 @@
 #include <velacore/base/TiffTag.h>
 #include <velacore/base/TvelacoreApi.h>
 #include <velacore/containers/TtypedObjArray.h>
+#include <velacore/types/TtypeDeclaration.h>
 
 #include <atomic>
 #include <cstdint>
@@ -251,20 +252,8 @@ class VELACORE_API Tmetaclass {
   bool fBorrowedTable;  // the table came with a copy: the original frees it
 };
 
-namespace vela {
-
-/// `p` viewed as a T (through its cast()), or null when it is not a kind of T or is null.
-template <class T, class U>
-[[nodiscard]] T* typeCast(U* p) {
-  return p == nullptr ? nullptr : static_cast<T*>(p->cast(T::sTypeof()));
-}
-
-}  // namespace vela
 
 #include <velacore/types/internal/TtypeProtocol.h>
-
-/// Declares the run-time type protocol of X: the first line of X's class body.
-#define VELA_DECLARE_TYPE(X) VELA_TYPE_DECLARE_(X)
 
 /// Defines a concrete class's metaclass: `VELA_DEFINE_TYPE(X, Bases...)`, at global scope.
 #define VELA_DEFINE_TYPE(...)                                                                \

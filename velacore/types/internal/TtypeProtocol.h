@@ -59,52 +59,11 @@ struct TtypeDefinition {
   }
 };
 
-// Builds class `t` (null, or a kind of `self`) and returns it viewed as `self`.
-inline void* constructAs(Tmetaclass* t, Tmetaclass* self) {
-  return t == nullptr || !t->isa(self) ? nullptr : t->construct(self);
-}
-
-inline void* constructInPlaceAs(Tmetaclass* t, Tmetaclass* self, void* where) {
-  return t == nullptr || !t->isa(self) ? nullptr : t->constructInPlace(self, where);
-}
-
 }  // namespace vela::types_internal
 
 #define VELA_TYPE_FIRST_(first, ...) first
 #define VELA_TYPE_STR2_(x) #x
 #define VELA_TYPE_STR_(x) VELA_TYPE_STR2_(x)
-
-#if defined(__clang__)
-// An override without `override` beside members that have it would warn in subclasses.
-#define VELA_TYPE_PUSH_ \
-  _Pragma("clang diagnostic push") \
-  _Pragma("clang diagnostic ignored \"-Winconsistent-missing-override\"")
-#define VELA_TYPE_POP_ _Pragma("clang diagnostic pop")
-#else
-#define VELA_TYPE_PUSH_
-#define VELA_TYPE_POP_
-#endif
-
-#define VELA_TYPE_DECLARE_(X)                                                               \
- public:                                                                                   \
-  VELA_TYPE_PUSH_                                                                          \
-  /** The class's metaclass (XTmeta). */                                                   \
-  virtual Tmetaclass* typeof() const { return *sTmetaAddress(); }                         \
-  /** This object viewed as class `t` (the pointer adjusted to that base), or null. */     \
-  virtual void* cast(Tmetaclass* t);                                                       \
-  VELA_TYPE_POP_                                                                           \
-  /** The class's metaclass (XTmeta). */                                                   \
-  static Tmetaclass* sTypeof() { return *sTmetaAddress(); }                               \
-  /** A new instance of class `t` viewed as this class; null unless `t` is a kind of it. */ \
-  static X* construct(Tmetaclass* t) {                                                     \
-    return static_cast<X*>(vela::types_internal::constructAs(t, sTypeof()));               \
-  }                                                                                        \
-  /** The same, built in `where`. */                                                       \
-  static X* constructInPlace(Tmetaclass* t, void* where) {                                 \
-    return static_cast<X*>(vela::types_internal::constructInPlaceAs(t, sTypeof(), where)); \
-  }                                                                                        \
-  /** The address of XTmeta: the link that subclasses' metaclasses keep. */                \
-  static Tmetaclass** sTmetaAddress()
 
 // prefix: nothing, or `template <>` for a template specialisation named by the alias X.
 #define VELA_TYPE_DEFINE_(prefix, X, name, tag, kind, ...) \

@@ -1,0 +1,186 @@
+// Skip-list dictionaries against std::map (and absl::btree_map beside them): random finds,
+// bookmarked ascending lookups and insertion, and bytes per entry counted at operator new.
+#include <velacore/containers/TindexDictionary.h>
+
+#include <absl/container/btree_map.h>
+#include <benchmark/benchmark.h>
+
+#include <malloc.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <map>
+#include <new>
+#include <random>
+#include <vector>
+
+// Every allocation of this program is counted: requested bytes and the heap's real block
+// (usable size plus its 8-byte header).
+namespace {
+std::size_t gRequested = 0;
+std::size_t gReal = 0;
+}  // namespace
+
+void* operator new(std::size_t bytes) {
+  void* p = std::malloc(bytes == 0 ? 1 : bytes);
+  if (p == nullptr) throw std::bad_alloc();
+  gRequested += bytes;
+  gReal += malloc_usable_size(p) + 8;
+  return p;
+}
+void operator delete(void* p) noexcept {
+  if (p != nullptr) gReal -= malloc_usable_size(p) + 8;
+  std::free(p);
+}
+void operator delete(void* p, std::size_t bytes) noexcept {
+  gRequested -= bytes;
+  operator delete(p);
+}
+
+namespace {
+
+std::vector<std::uint32_t> shuffledKeys(std::size_t n) {
+  std::vector<std::uint32_t> keys(n);
+  for (std::size_t i = 0; i < n; ++i) keys[i] = std::uint32_t(i * 7 + 3);
+  std::shuffle(keys.begin(), keys.end(), std::mt19937(11));
+  return keys;
+}
+
+void BM_FindRandom_vela(benchmark::State& state) {
+  const auto keys = shuffledKeys(std::size_t(state.range(0)));
+  TindexDictionary d;
+  for (std::uint32_t k : keys) d.insert(k, k);
+  const auto probes = shuffledKeys(std::size_t(state.range(0)));
+  std::size_t i = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(d.search(probes[i]));
+    if (++i == probes.size()) i = 0;
+  }
+}
+BENCHMARK(BM_FindRandom_vela)->Arg(1000)->Arg(1000000);
+
+void BM_FindRandom_stdmap(benchmark::State& state) {
+  const auto keys = shuffledKeys(std::size_t(state.range(0)));
+  std::map<std::uint32_t, std::uint32_t> m;
+  for (std::uint32_t k : keys) m.emplace(k, k);
+  const auto probes = shuffledKeys(std::size_t(state.range(0)));
+  std::size_t i = 0;
+  for (auto _ : state) {
+    auto it = m.find(probes[i]);
+    benchmark::DoNotOptimize(it == m.end() ? nullptr : &it->second);
+    if (++i == probes.size()) i = 0;
+  }
+}
+BENCHMARK(BM_FindRandom_stdmap)->Arg(1000)->Arg(1000000);
+
+void BM_FindRandom_btree(benchmark::State& state) {
+  const auto keys = shuffledKeys(std::size_t(state.range(0)));
+  absl::btree_map<std::uint32_t, std::uint32_t> m;
+  for (std::uint32_t k : keys) m.emplace(k, k);
+  const auto probes = shuffledKeys(std::size_t(state.range(0)));
+  std::size_t i = 0;
+  for (auto _ : state) {
+    auto it = m.find(probes[i]);
+    benchmark::DoNotOptimize(it == m.end() ? nullptr : &it->second);
+    if (++i == probes.size()) i = 0;
+  }
+}
+BENCHMARK(BM_FindRandom_btree)->Arg(1000)->Arg(1000000);
+
+// Lookups of every key in ascending order: with a bookmark against std::map::find.
+void BM_LookupAscending_vela(benchmark::State& state) {
+  const std::uint32_t n = std::uint32_t(state.range(0));
+  TindexDictionary d;
+  Tbookmark build;
+  for (std::uint32_t k = 0; k < n; ++k) d.insert(k * 2, k, build);
+  Tbookmark mark;
+  std::uint32_t k = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(d.search(k * 2, mark));
+    if (++k == n) {
+      k = 0;
+      mark.reset();
+    }
+  }
+}
+BENCHMARK(BM_LookupAscending_vela)->Arg(1000000);
+
+void BM_LookupAscending_stdmap(benchmark::State& state) {
+  const std::uint32_t n = std::uint32_t(state.range(0));
+  std::map<std::uint32_t, std::uint32_t> m;
+  for (std::uint32_t k = 0; k < n; ++k) m.emplace_hint(m.end(), k * 2, k);
+  std::uint32_t k = 0;
+  for (auto _ : state) {
+    auto it = m.find(k * 2);
+    benchmark::DoNotOptimize(it == m.end() ? nullptr : &it->second);
+    if (++k == n) k = 0;
+  }
+}
+BENCHMARK(BM_LookupAscending_stdmap)->Arg(1000000);
+
+// Building 10^6 entries in ascending order: bookmarked insertion against emplace_hint at the
+// end. Times the whole build (freeing is outside the timing).
+void BM_InsertAscending_vela(benchmark::State& state) {
+  const std::uint32_t n = std::uint32_t(state.range(0));
+  for (auto _ : state) {
+    auto* d = new TindexDictionary();
+    Tbookmark mark;
+    for (std::uint32_t k = 0; k < n; ++k) d->insert(k, k, mark);
+    benchmark::DoNotOptimize(d->first());
+    state.PauseTiming();
+    delete d;
+    state.ResumeTiming();
+  }
+  state.SetItemsProcessed(std::int64_t(state.iterations()) * n);
+}
+BENCHMARK(BM_InsertAscending_vela)->Arg(1000000)->Unit(benchmark::kMillisecond);
+
+void BM_InsertAscending_stdmap(benchmark::State& state) {
+  const std::uint32_t n = std::uint32_t(state.range(0));
+  for (auto _ : state) {
+    auto* m = new std::map<std::uint32_t, std::uint32_t>();
+    for (std::uint32_t k = 0; k < n; ++k) m->emplace_hint(m->end(), k, k);
+    benchmark::DoNotOptimize(m->begin());
+    state.PauseTiming();
+    delete m;
+    state.ResumeTiming();
+  }
+  state.SetItemsProcessed(std::int64_t(state.iterations()) * n);
+}
+BENCHMARK(BM_InsertAscending_stdmap)->Arg(1000000)->Unit(benchmark::kMillisecond);
+
+// Bytes per entry of 10^6 random keys, as counters (requested and real heap blocks).
+template <class Build>
+void bytesPerEntry(benchmark::State& state, Build build) {
+  const auto keys = shuffledKeys(1000000);
+  for (auto _ : state) {
+    const std::size_t requested = gRequested;
+    const std::size_t real = gReal;
+    auto* container = build(keys);
+    state.counters["requested_per_entry"] = double(gRequested - requested) / double(keys.size());
+    state.counters["heap_per_entry"] = double(gReal - real) / double(keys.size());
+    state.PauseTiming();
+    delete container;
+    state.ResumeTiming();
+  }
+}
+
+void BM_BytesPerEntry_vela(benchmark::State& state) {
+  bytesPerEntry(state, [](const std::vector<std::uint32_t>& keys) {
+    auto* d = new TindexDictionary();
+    for (std::uint32_t k : keys) d->insert(k, k);
+    return d;
+  });
+}
+BENCHMARK(BM_BytesPerEntry_vela)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void BM_BytesPerEntry_stdmap(benchmark::State& state) {
+  bytesPerEntry(state, [](const std::vector<std::uint32_t>& keys) {
+    auto* m = new std::map<std::uint32_t, std::uint32_t>();
+    for (std::uint32_t k : keys) m->emplace(k, k);
+    return m;
+  });
+}
+BENCHMARK(BM_BytesPerEntry_stdmap)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+}  // namespace

@@ -1,5 +1,8 @@
 #include <velacore/types/Tmetaclass.h>
 
+#include <velacore/base/Texception.h>
+#include <velacore/debug/TdbTrace.h>
+#include <velacore/debug/TdebugOutputFile.h>
 #include <velacore/debug/TdebugOutputString.h>
 #include <velacore/types/TtypeDictionary.h>
 
@@ -491,4 +494,38 @@ TEST(Tmetaclass, DictionaryOfAFamily) {
   EXPECT_EQ(TtypeDictionaryNode::compareKeys("abc", "abc"), 0);
   EXPECT_LT(TtypeDictionaryNode::compareKeys("ab", "abc"), 0);
   EXPECT_LT(TtypeDictionaryNode::compareKeys("\x80", "a"), 0);
+}
+
+TEST(Tmetaclass, LibraryClassesCarryTheProtocol) {
+  // Exceptions: found by name, kinds of Texception, cast to the base view.
+  Tmetaclass* memory = Tmetaclass::findClass("TmemoryException", Texception::sTypeof());
+  ASSERT_NE(memory, nullptr);
+  EXPECT_TRUE(memory->isa(Texception::sTypeof()));
+  EXPECT_TRUE(Texception::sTypeof()->isAbstract());
+  EXPECT_TRUE(TfileException::sTypeof()->isAbstract());
+  EXPECT_EQ(Texception::construct(TfileException::sTypeof()), nullptr);
+  EXPECT_EQ(TfileException::construct(memory), nullptr) << "a sibling is not a kind of it";
+  Texception* made = Texception::construct(memory);
+  ASSERT_NE(made, nullptr);
+  EXPECT_EQ(made->typeof(), TmemoryException::sTypeof());
+  EXPECT_NE(vela::typeCast<TmemoryException>(made), nullptr);
+  EXPECT_EQ(vela::typeCast<TincompatibleData>(made), nullptr);
+  delete made;
+
+  TfileException file(2, "gone");
+  Texception* asBase = vela::typeCast<Texception>(&file);
+  EXPECT_EQ(asBase, static_cast<Texception*>(&file));
+  EXPECT_TRUE(asBase->typeof()->isa("Texception"));
+  EXPECT_STREQ(asBase->typeof()->name(), "TfileException");
+
+  // Debug sinks and traces: the in-memory sink can be made by name; the others need a target.
+  TdebugOutput* sink = TdebugOutput::construct(Tmetaclass::findClass("TdebugOutputString"));
+  ASSERT_NE(sink, nullptr);
+  EXPECT_NE(vela::typeCast<TdebugOutputString>(sink), nullptr);
+  EXPECT_EQ(vela::typeCast<TdebugOutputFile>(sink), nullptr);
+  delete sink;
+  EXPECT_TRUE(TdebugOutputTrace::sTypeof()->isa(TdebugOutput::sTypeof()));
+  EXPECT_TRUE(TdebugOutputFile::sTypeof()->isAbstract());
+  EXPECT_EQ(TdbTrace::sTypeof()->superCount(), 0u);
+  EXPECT_TRUE(TdbTrace::sTypeof()->isnota(TdebugOutput::sTypeof()));
 }

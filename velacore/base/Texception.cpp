@@ -18,7 +18,7 @@ TincompatibleData::~TincompatibleData() = default;
 TmemoryException::TmemoryException(std::string message) : Texception(std::move(message)) {}
 TmemoryException::~TmemoryException() = default;
 
-VELA_DEFINE_TYPE(Texception);
+VELA_DEFINE_ABSTRACT_TYPE(Texception);  // thrown only as one of its subclasses
 VELA_DEFINE_ABSTRACT_TYPE(TfileException, Texception);  // needs a code
 VELA_DEFINE_TYPE(TincompatibleData, Texception);
 VELA_DEFINE_TYPE(TmemoryException, Texception);

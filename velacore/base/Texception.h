@@ -14,12 +14,13 @@
 #pragma once
 
 #include <velacore/types/TtypeDeclaration.h>
+
 #include <exception>
 #include <string>
 
 /// Base class of every exception the library throws. Also a `std::exception`, so generic
 /// handlers see `what()`.
-class Texception : public std::exception {
+class VELACORE_API Texception : public std::exception {
   VELA_DECLARE_TYPE(Texception);
 
  public:
@@ -36,7 +37,7 @@ class Texception : public std::exception {
 };
 
 /// A file could not be used. `code()` says why: an errno value, or a code of the caller's.
-class TfileException : public Texception {
+class VELACORE_API TfileException : public Texception {
   VELA_DECLARE_TYPE(TfileException);
 
  public:
@@ -51,7 +52,7 @@ class TfileException : public Texception {
 };
 
 /// Data of one type was given where another, incompatible type was required.
-class TincompatibleData : public Texception {
+class VELACORE_API TincompatibleData : public Texception {
   VELA_DECLARE_TYPE(TincompatibleData);
 
  public:
@@ -60,7 +61,7 @@ class TincompatibleData : public Texception {
 };
 
 /// Memory could not be obtained. Whatever raised it was left unchanged.
-class TmemoryException : public Texception {
+class VELACORE_API TmemoryException : public Texception {
   VELA_DECLARE_TYPE(TmemoryException);
 
  public:

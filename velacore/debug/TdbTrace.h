@@ -44,7 +44,7 @@
 
 class Ttrigger;
 
-class TdbTrace {
+class VELACORE_API TdbTrace {
   VELA_DECLARE_TYPE(TdbTrace);
 
  public:

@@ -43,7 +43,7 @@
 
 class TdbTrace;
 
-class TdebugOutput {
+class VELACORE_API TdebugOutput {
   VELA_DECLARE_TYPE(TdebugOutput);
 
  public:

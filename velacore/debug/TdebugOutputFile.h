@@ -20,7 +20,7 @@
 
 #include <fstream>
 
-class TdebugOutputFile : public TdebugOutput {
+class VELACORE_API TdebugOutputFile : public TdebugOutput {
   VELA_DECLARE_TYPE(TdebugOutputFile);
 
  public:

@@ -17,7 +17,7 @@
 
 #include <sstream>
 
-class TdebugOutputString : public TdebugOutput {
+class VELACORE_API TdebugOutputString : public TdebugOutput {
   VELA_DECLARE_TYPE(TdebugOutputString);
 
  public:
@@ -37,7 +37,7 @@ class TdebugOutputString : public TdebugOutput {
   std::ostringstream fText;  // fPrintLock
 };
 
-class TdebugOutputTrace : public TdebugOutputString {
+class VELACORE_API TdebugOutputTrace : public TdebugOutputString {
   VELA_DECLARE_TYPE(TdebugOutputTrace);
 
  public:

@@ -252,7 +252,6 @@ class VELACORE_API Tmetaclass {
   bool fBorrowedTable;  // the table came with a copy: the original frees it
 };
 
-
 #include <velacore/types/internal/TtypeProtocol.h>
 
 /// Defines a concrete class's metaclass: `VELA_DEFINE_TYPE(X, Bases...)`, at global scope.

@@ -1,7 +1,7 @@
 // TtypeDictionary: a sorted dictionary from class name to metaclass, the form in which
 // Tmetaclass::generateDictionaryFor() hands out a family of classes.
 //
-//   TtypeDictionary* family = Tmetaclass::generateDictionaryFor(TexceptionTmeta);
+//   TtypeDictionary* family = Tmetaclass::generateDictionaryFor(Texception::sTypeof());
 //   if (Tmetaclass** cls = family->search("TfileException")) ...
 //   for (auto* n = family->first(); n; n = TtypeDictionary::next(n)) print(n->key().value());
 //   delete family;

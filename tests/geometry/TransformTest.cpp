@@ -6,6 +6,8 @@
 #include <velacore/geometry/TrotateXYZ.h>
 #include <velacore/geometry/TxformMatrix.h>
 
+#include "geometry/GeometryTestSupport.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -15,7 +17,7 @@
 
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
+using namespace geometryTest;
 
 // Row-vector rotation about one axis, written out by hand.
 T4dDblMatrix axisMatrix(int axis, double a) {
@@ -29,35 +31,9 @@ T4dDblMatrix axisMatrix(int axis, double a) {
   return m;
 }
 
-T4dDblMatrix move(double x, double y, double z) {
-  T4dDblMatrix m;
-  m(3, 0) = x;
-  m(3, 1) = y;
-  m(3, 2) = z;
-  return m;
-}
-
-TdblVector apply(const TdblVector& p, const T4dDblMatrix& m) {
-  TdblVector out;
-  for (int c = 0; c < 3; ++c)
-    out[c] = p[0] * m(0, c) + p[1] * m(1, c) + p[2] * m(2, c) + m(3, c);
-  return out;
-}
-
 void expectNear(const TdblVector& a, const TdblVector& b, double tol = 1e-12) {
   for (int i = 0; i < 3; ++i) EXPECT_NEAR(a[i], b[i], tol) << "component " << i;
 }
-
-struct Random {
-  std::mt19937_64 gen{1234};
-  double operator()(double lo, double hi) { return std::uniform_real_distribution<>(lo, hi)(gen); }
-  Tquaternion quat() { return Tquaternion((*this)(-1, 1), (*this)(-1, 1), (*this)(-1, 1), (*this)(-1, 1)).normal(); }
-  TdblVector vec(double r) { return TdblVector((*this)(-r, r), (*this)(-r, r), (*this)(-r, r)); }
-  double scale() {  // away from zero, either sign
-    const double v = (*this)(0.3, 3.0);
-    return (*this)(0, 1) < 0.2 ? -v : v;
-  }
-};
 
 }  // namespace
 
@@ -73,7 +49,8 @@ TEST(T4dDblMatrix, TransposeDeterminantInverse) {
     // det(ab) = det(a) det(b), and det of the transpose is the same.
     const T4dDblMatrix a = m * move(1, 2, 3) * axisMatrix(1, 0.3);
     EXPECT_NEAR(a.determinant(), m.determinant(), 1e-9 * (1 + std::fabs(m.determinant())));
-    EXPECT_NEAR(m.transpose().determinant(), m.determinant(), 1e-9 * (1 + std::fabs(m.determinant())));
+    EXPECT_NEAR(m.transpose().determinant(), m.determinant(),
+                1e-9 * (1 + std::fabs(m.determinant())));
     bool ok = false;
     const T4dDblMatrix inv = m.inverse(&ok);
     if (std::fabs(m.determinant()) < 1e-3) continue;
@@ -145,7 +122,8 @@ TEST(TrotateXYZ, EveryOrderMatchesTheProductOfAxisMatrices) {
       EXPECT_TRUE(r.asMatrix().isEquivalent(expected, 1e-12)) << "order " << order;
     }
   // An order above 5 is no rotation.
-  EXPECT_EQ(TrotateXYZ(1, 2, 3, static_cast<TrotateXYZ::TrotOrder>(6)).asQuaternion(), Tquaternion());
+  EXPECT_EQ(TrotateXYZ(1, 2, 3, static_cast<TrotateXYZ::TrotOrder>(6)).asQuaternion(),
+            Tquaternion());
   // One non-zero angle: the exact axis quaternion, whatever the order.
   for (int order = 0; order < 6; ++order) {
     const auto o = static_cast<TrotateXYZ::TrotOrder>(order);
@@ -154,7 +132,8 @@ TEST(TrotateXYZ, EveryOrderMatchesTheProductOfAxisMatrices) {
     EXPECT_EQ(TrotateXYZ(0, 0, 0, o).asQuaternion(), Tquaternion());
   }
   // xyz and zyx differ for (90, 90, 0) and agree with one angle.
-  const TrotateXYZ xyz(kPi / 2, kPi / 2, 0, TrotateXYZ::kXYZ), zyx(kPi / 2, kPi / 2, 0, TrotateXYZ::kZYX);
+  const TrotateXYZ xyz(kPi / 2, kPi / 2, 0, TrotateXYZ::kXYZ),
+      zyx(kPi / 2, kPi / 2, 0, TrotateXYZ::kZYX);
   EXPECT_FALSE(xyz.asMatrix().isEquivalent(zyx.asMatrix(), 1e-6));
   EXPECT_EQ(TrotateXYZ(0.4, 0, 0, TrotateXYZ::kXYZ).asMatrix(),
             TrotateXYZ(0.4, 0, 0, TrotateXYZ::kZYX).asMatrix());
@@ -202,23 +181,7 @@ TEST(TxformMatrix, CasesByHand) {
 TEST(TxformMatrix, RandomComponentsAgainstTheFactorChain) {
   Random rnd;
   for (int n = 0; n < 300; ++n) {
-    TxformMatrix x;
-    x.scaleTo(Tscale(rnd.scale(), rnd.scale(), rnd.scale()));
-    const auto order = static_cast<TrotateXYZ::TrotOrder>(n % 6);
-    x.rotateTo(TrotateXYZ(rnd(-kPi, kPi), rnd(-kPi, kPi), rnd(-kPi, kPi), order));
-    x.translateTo(rnd.vec(10));
-    if (n % 3 != 0) x.shearTo(Tshear(rnd(-2, 2), rnd(-2, 2), rnd(-2, 2)));
-    x.setScalePivot(rnd.vec(5));
-    x.setScaleTranslation(rnd.vec(5));
-    x.setRotatePivot(rnd.vec(5));
-    x.setRotateTranslation(rnd.vec(5));
-    if (n % 2) x.setRotateOrient(rnd.quat());
-    if (n % 4 < 2) x.setJointOrient(rnd.quat());
-    if (n % 5 == 0) {
-      x.parentScaleInverseTo(Tscale(rnd.scale(), rnd.scale(), rnd.scale()));
-      x.setApplyParentScaleInverse(true);
-    }
-    if (n % 7 == 0) x.rotateBy(rnd.quat());
+    TxformMatrix x = randomTransform(rnd, n);
 
     // The direct formula, the general product path and the chain built here agree.
     const T4dDblMatrix m = x.matrix();
@@ -231,11 +194,12 @@ TEST(TxformMatrix, RandomComponentsAgainstTheFactorChain) {
     const Tquaternion q = x.rotateIsQuaternion()
                               ? x.rotation()
                               : x.rotateOrient() * x.rotationXYZ().asQuaternion() * x.jointOrient();
-    T4dDblMatrix chain = move(-sp[0], -sp[1], -sp[2]) * S * T4dDblMatrix(shRows) *
-                         move(sp[0], sp[1], sp[2]) * move(x.scaleTranslation()[0], x.scaleTranslation()[1], x.scaleTranslation()[2]) *
-                         move(-rp[0], -rp[1], -rp[2]) * q.asMatrix() * move(rp[0], rp[1], rp[2]) *
-                         move(x.rotateTranslation()[0], x.rotateTranslation()[1], x.rotateTranslation()[2]) *
-                         move(x.translation()[0], x.translation()[1], x.translation()[2]);
+    T4dDblMatrix chain =
+        move(-sp[0], -sp[1], -sp[2]) * S * T4dDblMatrix(shRows) * move(sp[0], sp[1], sp[2]) *
+        move(x.scaleTranslation()[0], x.scaleTranslation()[1], x.scaleTranslation()[2]) *
+        move(-rp[0], -rp[1], -rp[2]) * q.asMatrix() * move(rp[0], rp[1], rp[2]) *
+        move(x.rotateTranslation()[0], x.rotateTranslation()[1], x.rotateTranslation()[2]) *
+        move(x.translation()[0], x.translation()[1], x.translation()[2]);
     if (x.applyParentScaleInverse()) {
       const TdblVector t = x.translation();
       T4dDblMatrix P;
@@ -311,8 +275,8 @@ TEST(TxformMatrix, ConstUseFromManyThreads) {
       threads.emplace_back([&, t] {
         for (int i = 0; i < 50; ++i) {
           const TxformMatrix mine = x;
-          good[t] += x.matrix() == expected && mine.matrix() == expected &&
-                     x.inverse() == copy.inverse();
+          good[t] +=
+              x.matrix() == expected && mine.matrix() == expected && x.inverse() == copy.inverse();
         }
       });
     for (auto& th : threads) th.join();
@@ -357,7 +321,9 @@ TEST(TxformMatrix, DecompositionRoundTrips) {
     double a[3] = {rnd(-kPi, kPi), rnd(-kPi, kPi), rnd(-kPi, kPi)};
     a[middleAxis[order]] = mid;
     const TrotateXYZ r(a[0], a[1], a[2], order);
-    EXPECT_TRUE(TrotateXYZ::fromMatrix(r.asMatrix(), order).asMatrix().isEquivalent(r.asMatrix(), 1e-9)) << n;
+    EXPECT_TRUE(
+        TrotateXYZ::fromMatrix(r.asMatrix(), order).asMatrix().isEquivalent(r.asMatrix(), 1e-9))
+        << n;
   }
   TxformMatrix flat, untouched;
   flat.scaleTo(Tscale(1, 0, 1));

@@ -5,6 +5,7 @@
 #include <velacore/debug/TdebugOutput.h>
 #include <velacore/environment/TVelaEnvironment.h>
 #include <velacore/environment/TvelaPackageManifest.h>
+#include <velacore/environment/internal/TcatalogMessage.h>
 #include <velacore/environment/VelaEnv.h>
 #include <velacore/files/TfilePath.h>
 #include <velacore/platform/TplatformEnvironment.h>
@@ -131,13 +132,7 @@ void addUnique(std::vector<std::string>& list, const std::string& entry) {
   }
 }
 
-// The catalog text `key` with ^1s, ^2s, ^3s replaced.
-Tstring message(const char* key, const Tstring& a = Tstring(), const Tstring& b = Tstring(),
-                const Tstring& c = Tstring()) {
-  Tstring text;
-  text.tFormat(Tstring(TstringId{key}), a, b, c);
-  return text;
-}
+using vela::environment_internal::catalogMessage;
 
 Tstring number(long long n) {
   Tstring t;
@@ -268,7 +263,7 @@ void scanPackages() {
     }
     if (manifest.skipped > 0) {
       refuse(file, 0, view(manifest.name),
-             message("s_TvelaModuleSupportBaseStrings.rComponentsSkipped", number(manifest.skipped)));
+             catalogMessage("s_TvelaModuleSupportBaseStrings.rComponentsSkipped", number(manifest.skipped)));
     }
     const int index = static_cast<int>(s.directories.size());
     s.directories.push_back(toStd(bundles[b]));
@@ -344,7 +339,7 @@ bool TvelaModuleSupportBase::resolve_module_entries(const Tstring& file, int dir
   const int status = readDescriptionFile(toStd(file), text);
   if (status != 0) {
     refuse(file, 0, std::string_view(),
-           message(status < 0 ? "s_TvelaModuleSupportBaseStrings.rUnreadableFile"
+           catalogMessage(status < 0 ? "s_TvelaModuleSupportBaseStrings.rUnreadableFile"
                               : "s_TvelaModuleSupportBaseStrings.rNotTextFile"));
     return false;
   }
@@ -369,13 +364,13 @@ void TvelaModuleSupportBase::resolve_module_text(const char* data, std::size_t s
     if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
     if (line.size() > kMaxLineLength) {
       refuse(file, lineNumber, line,
-             message("s_TvelaModuleSupportBaseStrings.rLineTooLong",
+             catalogMessage("s_TvelaModuleSupportBaseStrings.rLineTooLong",
                      number(static_cast<long long>(kMaxLineLength))));
       if (startsWith(trim(line), "+")) current = Tstring(), seenDescription = true;
       continue;
     }
     if (!validUtf8(line)) {
-      refuse(file, lineNumber, line, message("s_TvelaModuleSupportBaseStrings.rNotText"));
+      refuse(file, lineNumber, line, catalogMessage("s_TvelaModuleSupportBaseStrings.rNotText"));
       continue;
     }
     const std::string_view body = trim(line);
@@ -423,14 +418,14 @@ bool TvelaModuleSupportBase::resolve_module_parse(const Tstring& line, int direc
   path = trim(path);
   if (moduleName.empty() || version.empty() || path.empty()) {
     refuse(file, lineNumber, view(line),
-           message("s_TvelaModuleSupportBaseStrings.rIncompleteDescription"));
+           catalogMessage("s_TvelaModuleSupportBaseStrings.rIncompleteDescription"));
     return false;
   }
   TstringArray paths;
   TfilePath::expandEnvVarsAndTilde(toT(path), paths);
   if (paths.length() == 0) {
     refuse(file, lineNumber, view(line),
-           message("s_TvelaModuleSupportBaseStrings.rPathNotExpanded", toT(path)));
+           catalogMessage("s_TvelaModuleSupportBaseStrings.rPathNotExpanded", toT(path)));
     return false;
   }
   // Refusals and the registry list the whole line rather than the name alone.
@@ -539,16 +534,16 @@ bool TvelaModuleSupportBase::resolve_module_add(const Tstring& name, const Tstri
   for (int k = 0; k < 3; ++k) {
     const auto it = keywords.find(Tstring(kKeywords[k]));
     if (it != keywords.end() && !it->second.isEmpty() && it->second != ours[k]) {
-      return reject(message(reasons[k], it->second, ours[k]));
+      return reject(catalogMessage(reasons[k], it->second, ours[k]));
     }
   }
   if (directoryIndex < 0 || directoryIndex >= static_cast<int>(s.directories.size())) {
-    return reject(message("s_TvelaModuleSupportBaseStrings.rNoModuleDirectory",
+    return reject(catalogMessage("s_TvelaModuleSupportBaseStrings.rNoModuleDirectory",
                           number(directoryIndex)));
   }
   const Tstring resolved = resolvePath(path, directoryIndex);
   if (!pf::isFolder(toStd(resolved))) {
-    return reject(message("s_TvelaModuleSupportBaseStrings.rModulePathMissing", resolved));
+    return reject(catalogMessage("s_TvelaModuleSupportBaseStrings.rModulePathMissing", resolved));
   }
   const auto found = s.modules.find(name);
   if (found != s.modules.end()) {
@@ -557,14 +552,14 @@ bool TvelaModuleSupportBase::resolve_module_add(const Tstring& name, const Tstri
                       (directoryIndex == old.directoryIndex && version.compare(old.version) > 0);
     if (!wins) {
       if (directoryIndex > old.directoryIndex) {
-        return reject(message("s_TvelaModuleSupportBaseStrings.rEarlierDirectoryWins",
+        return reject(catalogMessage("s_TvelaModuleSupportBaseStrings.rEarlierDirectoryWins",
                               number(old.directoryIndex), old.version));
       }
-      return reject(message("s_TvelaModuleSupportBaseStrings.rGreaterVersionWins", old.version,
+      return reject(catalogMessage("s_TvelaModuleSupportBaseStrings.rGreaterVersionWins", old.version,
                             old.path));
     }
     refuse(old.defPath, old.defLine, view(s.lineTexts[name]),
-           message("s_TvelaModuleSupportBaseStrings.rReplacedBy", version, number(directoryIndex)));
+           catalogMessage("s_TvelaModuleSupportBaseStrings.rReplacedBy", version, number(directoryIndex)));
   }
   TvelaModule module;
   module.directoryIndex = directoryIndex;
@@ -617,7 +612,7 @@ bool TvelaModuleSupportBase::resolve_module_parse_overrides(const Tstring& line,
   // A variable setting: "NAME [*][+][:]= value".
   const std::size_t eq = text.find('=');
   if (eq == std::string_view::npos || eq == 0) {
-    refuse(file, lineNumber, text, message("s_TvelaModuleSupportBaseStrings.rNotUnderstood"));
+    refuse(file, lineNumber, text, catalogMessage("s_TvelaModuleSupportBaseStrings.rNotUnderstood"));
     return false;
   }
   std::string_view left = text.substr(0, eq);
@@ -628,12 +623,12 @@ bool TvelaModuleSupportBase::resolve_module_parse_overrides(const Tstring& line,
   const std::string_view variable = trim(left);
   const std::string_view rawValue = trim(text.substr(eq + 1));
   if (variable.empty()) {
-    refuse(file, lineNumber, text, message("s_TvelaModuleSupportBaseStrings.rNotUnderstood"));
+    refuse(file, lineNumber, text, catalogMessage("s_TvelaModuleSupportBaseStrings.rNotUnderstood"));
     return false;
   }
   if (std::any_of(variable.begin(), variable.end(), isSpace)) {
     const Tstring report =
-        message("s_TvelaModuleSupportBaseStrings.rInvalidModuleEnvironmentVariableName",
+        catalogMessage("s_TvelaModuleSupportBaseStrings.rInvalidModuleEnvironmentVariableName",
                 toT(variable), name);
     TdebugOutput::sCerr().printError("%s\n", report.asUTF8());
     refuse(file, lineNumber, text, report);

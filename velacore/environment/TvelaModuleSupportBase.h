@@ -82,7 +82,11 @@ struct TvelaModuleRefusal {
 ///   at LF, CR LF or the end of the file. A line longer than kMaxLineLength or holding a NUL or
 ///   malformed UTF-8 is refused (and listed in refusals()); the other lines of the file count.
 /// - Grouping: setting lines belong to the last description line above them in the same file;
-///   lines before the first one, or after a refused one, are ignored.
+///   lines before the first one, or after a refused one, are ignored. Blank lines and lines
+///   that begin with "#" are comments anywhere.
+/// - Package bundles (TvelaPackageManifest) rank after every module directory: each bundle whose
+///   requirements fit gets the next directory index, and its components are registered like
+///   description lines (conditions, existing folder, priority).
 /// - Folder overrides are keyed by the variable name ("XBMLANGPATH: images"), since "scripts"
 ///   feeds two rows. The value is a folder list relative to the module; an empty value switches
 ///   the row off.

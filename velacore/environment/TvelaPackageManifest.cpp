@@ -3,6 +3,7 @@
 #include <velacore/base/TstringCatalog.h>
 #include <velacore/environment/TVelaEnvironment.h>
 #include <velacore/environment/VelaEnv.h>
+#include <velacore/environment/internal/TcatalogMessage.h>
 #include <velacore/platform/TplatformEnvironment.h>
 #include <velacore/platform/TplatformFiles.h>
 #include <velacore/platform/TplatformLocations.h>
@@ -53,11 +54,7 @@ bool oneOf(const Tstring& wanted, const Tstring& ours, bool ignoreCase) {
   return false;
 }
 
-Tstring message(const char* key, const Tstring& a, const Tstring& b) {
-  Tstring text;
-  text.tFormat(Tstring(TstringId{key}), a, b);
-  return text;
-}
+using vela::environment_internal::catalogMessage;
 
 void addOnce(TstringArray& list, const std::string& entry) {
   const Tstring t(entry.c_str());
@@ -111,7 +108,7 @@ bool TvelaPackageManifest::parse(const char* data, std::size_t size) {
     if (path.size() == 1) {
       if (element != QLatin1String("ApplicationPackage")) {
         *this = TvelaPackageManifest();
-        error = message("s_TvelaPackageManifestStrings.rWrongRoot", toT(element), Tstring());
+        error = catalogMessage("s_TvelaPackageManifestStrings.rWrongRoot", toT(element));
         errorLine = static_cast<int>(xml.lineNumber());
         return false;
       }
@@ -137,7 +134,7 @@ bool TvelaPackageManifest::parse(const char* data, std::size_t size) {
     const Tstring what = xml.hasError() ? toT(xml.errorString()) : Tstring("no root element");
     const int line = static_cast<int>(xml.lineNumber());
     *this = TvelaPackageManifest();
-    error = message("s_TvelaPackageManifestStrings.rNotXml", what, Tstring());
+    error = catalogMessage("s_TvelaPackageManifestStrings.rNotXml", what);
     errorLine = line;
     return false;
   }
@@ -163,7 +160,7 @@ bool TvelaPackageManifest::fits(const TvelaPackageRequirements& r, Tstring& why)
                                "s_TvelaModuleSupportBaseStrings.rPlatformCondition"};
   for (int i = 0; i < 3; ++i) {
     if (!wanted[i]->isEmpty() && !oneOf(*wanted[i], ours[i], i == 0)) {
-      why = message(keys[i], *wanted[i], ours[i]);
+      why = catalogMessage(keys[i], *wanted[i], ours[i]);
       return false;
     }
   }

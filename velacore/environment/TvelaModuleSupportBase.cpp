@@ -17,6 +17,7 @@
 #include <cstdio>
 #include <cstring>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -147,19 +148,6 @@ void refuse(const Tstring& file, int line, std::string_view text, const Tstring&
   state().refusals.push_back({file, line, toT(shown), reason});
 }
 
-// Folders inside `path` (itself first), depth first in name order; each folder is listed once
-// even when symbolic links lead to it again.
-void addFolderTree(const std::string& path, std::vector<std::string>& out,
-                   std::set<std::pair<std::uint64_t, std::uint64_t>>& seen) {
-  pf::FileStatus st;
-  if (pf::fileStatus(path, st) != 0 || !st.isFolder) return;
-  if (!seen.insert({st.device, st.inode}).second) return;
-  addUnique(out, path);
-  for (const std::string& name : pf::subfolderNames(path)) {
-    addFolderTree(path + "/" + name, out, seen);
-  }
-}
-
 std::string tidyFolder(const std::string& path) {
   return toStd(TfilePath::simplifyPath(TfilePath::canonicalizeDirectoryPaths(toT(path))));
 }
@@ -281,6 +269,121 @@ void scanPackages() {
     }
   }
 }
+
+// The module folders of each folder-table variable, in module order, existing ones only.
+using TfolderLists = std::map<std::string, std::vector<std::string>>;
+
+// Collects the folders of `variable` (every variable when null) in one pass; a folder that two
+// rows share ("scripts") is asked about once.
+void collectFolders(const Tstring* variable, TfolderLists& lists) {
+  const std::string language = pf::localeLanguage();
+  std::map<std::string, bool> exists;
+  const auto isFolder = [&exists](const std::string& path) {
+    const auto it = exists.find(path);
+    if (it != exists.end()) return it->second;
+    return exists[path] = pf::isFolder(path);
+  };
+  std::map<std::string, std::set<std::string>> listed;
+  const auto add = [&](const std::string& var, const std::string& folder) {
+    if (listed[var].insert(folder).second) lists[var].push_back(folder);
+  };
+  for (const auto& [name, module] : ordered()) {
+    for (const TvelaModuleFolder& row : module->folders) {
+      if (variable != nullptr && row.variable != *variable) continue;
+      const std::string var = toStd(row.variable);
+      for (const std::string& entry : splitList(view(row.folder))) {
+        const std::string folder = underModule(module->path, entry);
+        if (row.resource && language != "en_US" && isFolder(folder + "/" + language)) {
+          add(var, folder + "/" + language);
+        }
+        if (row.recursive) {
+          for (const std::string& f : pf::folderTree(folder)) add(var, f);
+        } else if (isFolder(folder)) {
+          add(var, folder);
+        }
+      }
+    }
+  }
+}
+
+// Changes to environment variables gathered in memory, so that a variable touched by many
+// modules is split, searched and stored once rather than once per module.
+class TpendingEnvironment {
+ public:
+  // Adds `entry` after the variable's entries unless it is there already.
+  void append(const std::string& variable, const std::string& entry) {
+    Tvalue& v = value(variable);
+    if (!entry.empty() && v.seen.insert(entry).second) v.entries.push_back(entry);
+    v.verbatim.reset();
+  }
+
+  void apply(const TvelaModule& module) {
+    for (const auto& [name, setting] : module.settings) {
+      const std::string variable = toStd(name);
+      const std::vector<std::string> parts = splitList(view(setting.value));
+      Tvalue& v = value(variable);
+      switch (setting.mode) {
+        case TvelaModuleSettingMode::kReplace:
+          v.entries.clear();
+          v.seen.clear();
+          for (const std::string& p : parts) append(variable, p);
+          v.verbatim = toStd(setting.value);  // stored as written
+          break;
+        case TvelaModuleSettingMode::kAppend:
+          for (const std::string& p : parts) append(variable, p);
+          break;
+        case TvelaModuleSettingMode::kPrepend: {
+          std::vector<std::string> front;
+          std::set<std::string> frontSeen;
+          for (const std::string& p : parts) {
+            if (frontSeen.insert(p).second) front.push_back(p);
+          }
+          for (const std::string& e : v.entries) {
+            if (frontSeen.count(e) == 0) front.push_back(e);
+          }
+          v.entries.swap(front);
+          v.seen.insert(frontSeen.begin(), frontSeen.end());
+          v.verbatim.reset();
+          break;
+        }
+      }
+    }
+  }
+
+  // Stores every variable whose value changed.
+  void store() {
+    for (const auto& [variable, v] : fValues) {
+      const std::string result = v.verbatim ? *v.verbatim : joinList(v.entries);
+      if (v.wasSet && result == v.before) continue;
+      put(variable, result);
+      if (variable == kIconVariable) state().rebuildIcons = true;
+    }
+  }
+
+ private:
+  struct Tvalue {
+    bool wasSet = false;
+    std::string before;
+    std::vector<std::string> entries;
+    std::set<std::string> seen;
+    std::optional<std::string> verbatim;
+  };
+
+  Tvalue& value(const std::string& variable) {
+    const auto it = fValues.find(variable);
+    if (it != fValues.end()) return it->second;
+    Tvalue& v = fValues[variable];
+    const char* now = VelaGetEnv(variable.c_str());
+    v.wasSet = now != nullptr;
+    v.before = now != nullptr ? now : "";
+    for (const std::string& e : splitList(v.before)) {
+      if (v.seen.insert(e).second) v.entries.push_back(e);
+    }
+    return v;
+  }
+
+  std::map<std::string, Tvalue> fValues;
+};
 
 }  // namespace
 
@@ -642,9 +745,7 @@ bool TvelaModuleSupportBase::resolve_module_parse_overrides(const Tstring& line,
       const std::string folder =
           relative ? tidyFolder(toStd(module.path) + (part.empty() ? "" : "/" + part)) : part;
       if (recursive) {
-        std::set<std::pair<std::uint64_t, std::uint64_t>> seen;
-        std::vector<std::string> tree;
-        addFolderTree(folder, tree, seen);
+        std::vector<std::string> tree = pf::folderTree(folder);
         if (tree.empty()) tree.push_back(folder);  // not there (yet): kept as written
         for (const std::string& f : tree) addUnique(entries, f);
       } else {
@@ -739,77 +840,40 @@ void TvelaModuleSupportBase::getPaths(const Tstring& variable, TstringArray& pat
   std::vector<std::string> out;
   for (unsigned i = 0; i < paths.length(); ++i) out.push_back(toStd(paths[i]));
   const std::size_t given = out.size();
-  const std::string language = pf::localeLanguage();
-  std::set<std::pair<std::uint64_t, std::uint64_t>> seen;
-  for (const auto& [name, module] : ordered()) {
-    for (const TvelaModuleFolder& row : module->folders) {
-      if (row.variable != variable) continue;
-      for (const std::string& entry : splitList(view(row.folder))) {
-        const std::string folder = underModule(module->path, entry);
-        if (row.resource && language != "en_US" && pf::isFolder(folder + "/" + language)) {
-          addUnique(out, folder + "/" + language);
-        }
-        if (row.recursive) {
-          addFolderTree(folder, out, seen);
-        } else if (pf::isFolder(folder)) {
-          addUnique(out, folder);
-        }
-      }
-    }
-  }
+  TfolderLists lists;
+  collectFolders(&variable, lists);
+  for (const std::string& f : lists[toStd(variable)]) addUnique(out, f);
   for (std::size_t i = given; i < out.size(); ++i) paths.addLast(toT(out[i]));
 }
 
 void TvelaModuleSupportBase::updatePaths() {
   Tguard guard(lock());
   ensureScanned();
-  std::vector<std::string> variables;
-  for (const TdefaultRow& row : kDefaultRows) addUnique(variables, row.variable);
-  for (const std::string& variable : variables) {
-    const std::string before = env(variable.c_str());
-    std::vector<std::string> entries = splitList(before);
-    TstringArray folders;
-    getPaths(toT(variable), folders);
-    for (unsigned i = 0; i < folders.length(); ++i) addUnique(entries, toStd(folders[i]));
-    const std::string after = joinList(entries);
-    if (after == before) continue;
-    put(variable, after);
-    if (variable == kIconVariable) state().rebuildIcons = true;
+  TfolderLists lists;
+  collectFolders(nullptr, lists);
+  TpendingEnvironment pending;
+  for (const TdefaultRow& row : kDefaultRows) {
+    for (const std::string& folder : lists[row.variable]) pending.append(row.variable, folder);
   }
+  pending.store();
 }
 
 void TvelaModuleSupportBase::updateEnvironmentVariables() {
   Tguard guard(lock());
   updatePaths();
-  for (const auto& [name, module] : ordered()) subUpdateEnvironmentVariables(*name);
+  // Every module's settings meet in memory and each variable is stored once.
+  TpendingEnvironment pending;
+  for (const auto& [name, module] : ordered()) pending.apply(*module);
+  pending.store();
 }
 
 void TvelaModuleSupportBase::subUpdateEnvironmentVariables(const Tstring& name) {
   Tguard guard(lock());
   const TvelaModule* module = findModule(name);
   if (module == nullptr) return;
-  for (const auto& [variable, setting] : module->settings) {
-    const std::string var = toStd(variable);
-    const std::string value = toStd(setting.value);
-    std::string result;
-    if (setting.mode == TvelaModuleSettingMode::kReplace) {
-      result = value;
-    } else {
-      const std::vector<std::string> current = splitList(env(var.c_str()));
-      std::vector<std::string> entries;
-      if (setting.mode == TvelaModuleSettingMode::kAppend) {
-        entries = current;
-        for (const std::string& e : splitList(value)) addUnique(entries, e);
-      } else {
-        entries = splitList(value);
-        for (const std::string& e : current) addUnique(entries, e);
-      }
-      result = joinList(entries);
-    }
-    if (VelaGetEnv(var.c_str()) != nullptr && env(var.c_str()) == result) continue;
-    put(var, result);
-    if (var == kIconVariable) state().rebuildIcons = true;
-  }
+  TpendingEnvironment pending;
+  pending.apply(*module);
+  pending.store();
 }
 
 // ---- Host bookkeeping ----

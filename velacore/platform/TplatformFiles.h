@@ -58,4 +58,9 @@ struct FolderEntry {
 [[nodiscard]] std::vector<FolderEntry> matchingEntries(const std::string& folder,
                                                        const std::string& pattern);
 
+/// Every folder at or below `root`: `root` itself first, then depth first, the subfolders of
+/// each folder in name order (symbolic links to folders followed). A folder that links lead to
+/// again is listed once, so link cycles end. Empty when `root` is not a readable folder.
+[[nodiscard]] std::vector<std::string> folderTree(const std::string& root);
+
 }  // namespace vela::platform

@@ -3,6 +3,7 @@
 #include <velacore/platform/TplatformLocations.h>
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <fnmatch.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,6 +12,8 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <set>
+#include <utility>
 
 namespace vela::platform {
 
@@ -78,12 +81,65 @@ std::vector<FolderEntry> matchingEntries(const std::string& folder, const std::s
     const char* name = e->d_name;
     if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0) continue;
     if (::fnmatch(pattern.c_str(), name, 0) != 0) continue;
-    entries.push_back({name, isFolder(prefix + name)});
+    // The entry's type comes with it on most file systems; links and unknown types need a
+    // status query (links are followed).
+    const bool isDir = e->d_type == DT_DIR || ((e->d_type == DT_LNK || e->d_type == DT_UNKNOWN) &&
+                                               isFolder(prefix + name));
+    entries.push_back({name, isDir});
   }
   ::closedir(d);
   std::sort(entries.begin(), entries.end(),
             [](const FolderEntry& a, const FolderEntry& b) { return a.name < b.name; });
   return entries;
+}
+
+namespace {
+
+using TfolderIds = std::set<std::pair<dev_t, ino_t>>;
+
+// Lists the folder open as `fd` (which it takes over) and everything below it. Folders are
+// opened relative to their parent, so no path is looked up twice.
+void walkFolder(int fd, const std::string& path, std::vector<std::string>& out, TfolderIds& seen) {
+  struct stat st {};
+  if (::fstat(fd, &st) != 0 || !seen.insert({st.st_dev, st.st_ino}).second) {
+    ::close(fd);
+    return;
+  }
+  out.push_back(path);
+  DIR* d = ::fdopendir(fd);
+  if (d == nullptr) {
+    ::close(fd);
+    return;
+  }
+  std::vector<std::string> subfolders;
+  while (const struct dirent* e = ::readdir(d)) {
+    if (std::strcmp(e->d_name, ".") == 0 || std::strcmp(e->d_name, "..") == 0) continue;
+    bool isDir = e->d_type == DT_DIR;
+    if (e->d_type == DT_LNK || e->d_type == DT_UNKNOWN) {
+      struct stat target {};
+      isDir = ::fstatat(::dirfd(d), e->d_name, &target, 0) == 0 && S_ISDIR(target.st_mode);
+    }
+    if (isDir) subfolders.emplace_back(e->d_name);
+  }
+  std::sort(subfolders.begin(), subfolders.end());
+  const std::string prefix = path == "/" ? path : path + "/";
+  for (const std::string& name : subfolders) {
+    const int child = ::openat(::dirfd(d), name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (child >= 0) walkFolder(child, prefix + name, out, seen);
+  }
+  ::closedir(d);
+}
+
+}  // namespace
+
+std::vector<std::string> folderTree(const std::string& root) {
+  std::vector<std::string> out;
+  if (root.empty()) return out;
+  const int fd = ::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return out;
+  TfolderIds seen;
+  walkFolder(fd, root, out, seen);
+  return out;
 }
 
 }  // namespace vela::platform

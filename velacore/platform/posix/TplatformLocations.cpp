@@ -194,7 +194,11 @@ std::vector<std::string> subfolderNames(const std::string& path) {
   if (dir == nullptr) return names;
   while (const struct dirent* e = ::readdir(dir)) {
     if (std::strcmp(e->d_name, ".") == 0 || std::strcmp(e->d_name, "..") == 0) continue;
-    if (isFolder(path + "/" + e->d_name)) names.emplace_back(e->d_name);
+    // The type comes with the entry on most file systems; links (followed) and unknown types
+    // need a status query.
+    const bool folder = e->d_type == DT_DIR || ((e->d_type == DT_LNK || e->d_type == DT_UNKNOWN) &&
+                                                isFolder(path + "/" + e->d_name));
+    if (folder) names.emplace_back(e->d_name);
   }
   ::closedir(dir);
   std::sort(names.begin(), names.end());

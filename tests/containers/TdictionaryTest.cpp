@@ -241,6 +241,44 @@ TEST(TindexDictionary, DifferentialAgainstMultimap) {
   }
 }
 
+// The floor search (first equal key, else the last key below) against std::multimap, among
+// insertions and removals, with and without a bookmark.
+TEST(TindexDictionary, LastNotAboveAgainstMultimap) {
+  for (bool bookmarks : {false, true}) {
+    TindexDictionary d;
+    std::multimap<std::uint32_t, std::uint32_t> peer;
+    std::mt19937 gen(11);
+    Tbookmark mark;
+    EXPECT_EQ(d.findLastNotAbove(5), nullptr);
+    for (std::uint32_t step = 0; step < 20000; ++step) {
+      const std::uint32_t key = gen() % 2000;
+      const unsigned what = gen() % 4;
+      if (what == 0) {
+        if (bookmarks) d.insert(key, step, mark); else d.insert(key, step);
+        peer.emplace_hint(peer.lower_bound(key), key, step);
+        continue;
+      }
+      auto it = peer.lower_bound(key);
+      const bool present = it != peer.end() && it->first == key;
+      if (what == 1) {
+        ASSERT_EQ(d.remove(key), present) << key;
+        if (present) peer.erase(it);
+        mark.reset();
+        continue;
+      }
+      TindexDictionaryNode* got = bookmarks ? d.findLastNotAbove(key, mark) : d.findLastNotAbove(key);
+      if (!present && it == peer.begin()) {
+        ASSERT_EQ(got, nullptr) << key;
+        continue;
+      }
+      if (!present) --it;
+      ASSERT_NE(got, nullptr) << key;
+      ASSERT_EQ(got->key(), it->first) << key;
+      ASSERT_EQ(got->data(), it->second) << key;
+    }
+  }
+}
+
 TEST(Tdictionary, VirtualPathDifferentialFreesEveryNode) {
   for (bool bookmarks : {false, true}) {
     {

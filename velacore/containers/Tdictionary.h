@@ -116,6 +116,10 @@ class VELACORE_API Tdictionary : public TdictionaryNode {
   TdictionaryNode* searchWith(const Ops& ops, TdictionaryNode& probe, Tbookmark* bookmark);
   template <class Ops>
   bool removeWith(const Ops& ops, TdictionaryNode& probe);
+  /// The first node equal to `probe`, else the last node below it; null when every node is
+  /// above it.
+  template <class Ops>
+  TdictionaryNode* floorWith(const Ops& ops, TdictionaryNode& probe, Tbookmark* bookmark);
 
   int fLevel = 0;
   TdictionaryNode* fForward[kMaxLevel];

@@ -108,6 +108,16 @@ class TdictionaryOf : public Tdictionary {
     Node probe(key, Value());
     return static_cast<Node*>(searchWith(ops(), probe, &bookmark));
   }
+  /// The first node with `key`, else the node with the greatest key below it; null when every
+  /// key is above `key`.
+  [[nodiscard]] Node* findLastNotAbove(const Key& key) {
+    Node probe(key, Value());
+    return static_cast<Node*>(floorWith(ops(), probe, nullptr));
+  }
+  [[nodiscard]] Node* findLastNotAbove(const Key& key, Tbookmark& bookmark) {
+    Node probe(key, Value());
+    return static_cast<Node*>(floorWith(ops(), probe, &bookmark));
+  }
   /// Removes the first node with `key`; false when there is none.
   bool remove(const Key& key) {
     Node probe(key, Value());

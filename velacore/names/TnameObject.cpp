@@ -206,9 +206,10 @@ bool TnameObject::hasUniqueName() const {
   while (!todo.empty()) {
     Tnamespace* ns = todo.back();
     todo.pop_back();
-    for (const auto& [key, obj] : ns->fEntries) {
+    for (TnameDictionaryNode* n = ns->fEntries.first(); n != nullptr; n = TnameDictionary::next(n)) {
+      TnameObject* obj = n->data();
       if (obj == nullptr) continue;
-      if (obj != this && key == fName) return false;
+      if (obj != this && n->key() == fName) return false;
       if (obj->isNamespace()) todo.push_back(static_cast<Tnamespace*>(obj));
     }
   }
@@ -244,7 +245,9 @@ void TnameObjectIterator::reset(const Tstring& pattern, Tmetaclass* type, Tnames
   // A namespace's own objects first, then each nested namespace in name order.
   const auto walk = [&](Tnamespace* space, auto& self) -> void {
     std::vector<Tnamespace*> nested;
-    for (const auto& [key, obj] : space->fEntries) {
+    for (TnameDictionaryNode* n = space->fEntries.first(); n != nullptr; n = TnameDictionary::next(n)) {
+      const TnameString& key = n->key();
+      TnameObject* obj = n->data();
       if (obj == nullptr) continue;
       const bool isNs = obj->isNamespace();
       if (isNs && recurse) nested.push_back(static_cast<Tnamespace*>(obj));

@@ -3,6 +3,8 @@
 #include <velacore/names/internal/TnameStore.h>
 
 VELA_DEFINE_TYPE(Tnamespace, TnameObject);
+VELA_DEFINE_TYPE(TnameDictionaryNode, TdictionaryNode);
+VELA_DEFINE_TYPE(TnameDictionary, Tdictionary);
 
 using vela::names::storeLock;
 using vela::names::TstoreLock;
@@ -25,9 +27,11 @@ Tnamespace::Tnamespace(const Tstring& name, Tnamespace* parent) : TnameObject(na
 
 Tnamespace::~Tnamespace() {
   TstoreLock guard(storeLock());
-  for (auto& [key, obj] : fEntries)
-    if (obj != nullptr) detachLocked(obj);
-  fEntries.clear();
+  for (TnameDictionaryNode* n = fEntries.first(); n != nullptr; n = TnameDictionary::next(n))
+    if (n->data() != nullptr) detachLocked(n->data());
+  fEntries.reset();
+  fMark.reset();
+  fCount = 0;
   if (currentNamespace() == this) currentNamespace() = nullptr;
   vela::names::storeChanged();
 }
@@ -86,26 +90,29 @@ bool Tnamespace::rename(TnameObject* obj, const Tstring& name) {
 
 bool Tnamespace::holdName(const Tstring& name) {
   TstoreLock guard(storeLock());
-  return isValidName(name) && fEntries.emplace(TnameString(name), nullptr).second;
+  return isValidName(name) && insertLocked(TnameString(name), nullptr);
 }
 
 bool Tnamespace::releaseHeldName(const Tstring& name) {
   TstoreLock guard(storeLock());
-  const auto it = fEntries.find(TnameString(name));
-  if (it == fEntries.end() || it->second != nullptr) return false;
-  fEntries.erase(it);
+  const TnameString key(name);
+  const TnameDictionaryNode* entry = entryLocked(key);
+  if (entry == nullptr || entry->data() != nullptr) return false;
+  fEntries.remove(key);
+  fMark.reset();  // it may point at the removed node
+  --fCount;
   return true;
 }
 
 TnameObject* Tnamespace::find(const Tstring& name) const {
   TstoreLock guard(storeLock());
-  const auto it = fEntries.find(TnameString(name));
-  return it == fEntries.end() ? nullptr : it->second;
+  const TnameDictionaryNode* entry = entryLocked(TnameString(name));
+  return entry == nullptr ? nullptr : entry->data();
 }
 
 bool Tnamespace::contains(const Tstring& name) const {
   TstoreLock guard(storeLock());
-  return fEntries.count(TnameString(name)) != 0;
+  return entryLocked(TnameString(name)) != nullptr;
 }
 
 TnameObject* Tnamespace::resolve(const Tstring& path) const {
@@ -153,11 +160,10 @@ Tstring Tnamespace::nextIncrementLocked(const Tstring& base, bool* mayBeTaken) c
   // base@ is the one with the highest trailing number for this base (or a smaller name).
   Tstring probe = base;
   probe += "@";
-  auto it = fEntries.upper_bound(TnameString(probe));
-  if (it == fEntries.begin()) return Tstring("1");
-  --it;
-  const TnameString& found = it->first;
-  if (it->second == nullptr) {
+  const TnameDictionaryNode* entry = fEntries.findLastNotAbove(TnameString(probe), fMark);
+  if (entry == nullptr) return Tstring("1");
+  const TnameString& found = entry->key();
+  if (entry->data() == nullptr) {
     // A held name: "1" may be taken by an object of the base below it.
     if (mayBeTaken != nullptr) *mayBeTaken = true;
     return Tstring("1");
@@ -177,20 +183,20 @@ Tstring Tnamespace::nextIncrementLocked(const Tstring& base, bool* mayBeTaken) c
 
 std::size_t Tnamespace::count() const {
   TstoreLock guard(storeLock());
-  return fEntries.size();
+  return fCount;
 }
 
 std::vector<TnameObject*> Tnamespace::objects() const {
   TstoreLock guard(storeLock());
   std::vector<TnameObject*> out;
-  out.reserve(fEntries.size());
-  for (const auto& [key, obj] : fEntries)
-    if (obj != nullptr) out.push_back(obj);
+  out.reserve(fCount);
+  for (TnameDictionaryNode* n = fEntries.first(); n != nullptr; n = TnameDictionary::next(n))
+    if (n->data() != nullptr) out.push_back(n->data());
   return out;
 }
 
 bool Tnamespace::addLocked(TnameObject* obj, const TnameString& name) {
-  if (!isValidName(name) || !fEntries.emplace(name, obj).second) return false;
+  if (!isValidName(name) || !insertLocked(name, obj)) return false;
   obj->fName = name;
   obj->fNamespace = this;
   obj->fFlags |= kRegistered;
@@ -200,10 +206,25 @@ bool Tnamespace::addLocked(TnameObject* obj, const TnameString& name) {
 }
 
 void Tnamespace::eraseLocked(TnameObject* obj) {
-  const auto it = fEntries.find(obj->fName);
-  if (it != fEntries.end() && it->second == obj) fEntries.erase(it);
+  const TnameDictionaryNode* entry = entryLocked(obj->fName);
+  if (entry != nullptr && entry->data() == obj) {
+    fEntries.remove(obj->fName);
+    fMark.reset();  // it may point at the removed node
+    --fCount;
+  }
   detachLocked(obj);
   vela::names::storeChanged();
+}
+
+bool Tnamespace::insertLocked(const TnameString& name, TnameObject* obj) {
+  if (entryLocked(name) != nullptr) return false;
+  fEntries.insert(name, obj, fMark);
+  ++fCount;
+  return true;
+}
+
+TnameDictionaryNode* Tnamespace::entryLocked(const TnameString& name) const {
+  return fEntries.findNode(name, fMark);
 }
 
 void Tnamespace::detachLocked(TnameObject* obj) {

@@ -15,9 +15,10 @@
 // number after it.
 #pragma once
 
+#include <velacore/names/TnameDictionary.h>
 #include <velacore/names/TnameObject.h>
 
-#include <map>
+#include <vector>
 
 class VELACORE_API Tnamespace : public TnameObject {
   VELA_DECLARE_TYPE(Tnamespace);
@@ -77,9 +78,12 @@ class VELACORE_API Tnamespace : public TnameObject {
  private:
   friend class TnameObject;
   friend class TnameObjectIterator;
-  using Tentries = std::map<TnameString, TnameObject*, TnameString::Less>;
 
   bool addLocked(TnameObject* obj, const TnameString& wanted);
+  /// Adds the entry unless the name is taken.
+  bool insertLocked(const TnameString& name, TnameObject* obj);
+  /// The entry named `name`, or null.
+  [[nodiscard]] TnameDictionaryNode* entryLocked(const TnameString& name) const;
   void eraseLocked(TnameObject* obj);
   /// Marks `obj` as belonging to no namespace (its entry is the caller's business).
   static void detachLocked(TnameObject* obj);
@@ -88,5 +92,9 @@ class VELACORE_API Tnamespace : public TnameObject {
                                              const TnameObject* obj) const;
   [[nodiscard]] Tstring pathLocked() const;
 
-  Tentries fEntries;
+  // The dictionary is logically const for lookups: the bookmark (the place of the last search,
+  // so that runs of names of one base are found in constant time) changes under the store lock.
+  mutable TnameDictionary fEntries;
+  mutable Tbookmark fMark;
+  std::size_t fCount = 0;
 };

@@ -105,6 +105,20 @@ TdictionaryNode* Tdictionary::searchWith(const Ops& ops, TdictionaryNode& probe,
 }
 
 template <class Ops>
+TdictionaryNode* Tdictionary::floorWith(const Ops& ops, TdictionaryNode& probe,
+                                        Tbookmark* bookmark) {
+  if (fLevel == 0) return nullptr;
+  TdictionaryNode* update[kMaxLevel];
+  int kept;
+  bool equal;
+  TdictionaryNode* candidate = findPath(ops, probe, bookmark, update, kept, equal);
+  if (bookmark != nullptr)
+    for (int level = 0; level < kept; ++level) bookmark->fNodes[level] = update[level];
+  if (equal) return candidate;
+  return update[0] == this ? nullptr : update[0];
+}
+
+template <class Ops>
 TdictionaryNode* Tdictionary::insertWith(const Ops& ops, TdictionaryNode& probe,
                                          Tbookmark* bookmark) {
   TdictionaryNode* update[kMaxLevel];

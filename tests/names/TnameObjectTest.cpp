@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <memory>
+#include <random>
 #include <set>
 #include <string>
 #include <thread>
@@ -244,6 +246,58 @@ TEST_F(TnameObjectTest, IteratorByPatternAndType) {
   it.reset("s?b", Tnamespace::sTypeof(), nullptr, true, true);
   EXPECT_EQ(names(it), (std::vector<std::string>{"sub"}));
   sub->remove(node.get());
+}
+
+// Random adds, unique namings, renames, removals and held names against a std::map in the same
+// natural order: the namespace lists the same names in the same order, finds each one, and a
+// unique name is always new and keeps its base.
+TEST_F(TnameObjectTest, StoreAgreesWithAnOrderedMap) {
+  const char* const pool[] = {"box", "box3", "box03", "box10", "ball12", "b9", "boxer", "ball"};
+  std::map<Tstring, TnameObject*, TnameString::Less> model;
+  std::mt19937 gen(5);
+  std::vector<TnameObject*> objects;
+  for (int step = 0; step < 3000; ++step) {
+    const char* word = pool[gen() % (sizeof pool / sizeof *pool)];
+    const unsigned what = gen() % 6;
+    if (what == 0 || objects.empty()) {
+      TnameObject* obj = make(word, fSpace.get());
+      objects.push_back(obj);
+      ASSERT_EQ(model.count(obj->name()), 0u) << obj->name().asC();
+      model[obj->name()] = obj;
+    } else if (what == 1 || what == 2) {
+      TnameObject* obj = objects[gen() % objects.size()];
+      const Tstring base = TnameString(obj->name()).baseString(TnameString::kTrailingDigits);
+      model.erase(obj->name());
+      ASSERT_TRUE(obj->makeNameUnique());
+      ASSERT_EQ(model.count(obj->name()), 0u) << obj->name().asC();
+      EXPECT_EQ(TnameString(obj->name()).baseString(TnameString::kTrailingDigits), base);
+      model[obj->name()] = obj;
+    } else if (what == 3) {
+      const std::size_t i = gen() % objects.size();
+      model.erase(objects[i]->name());
+      ASSERT_TRUE(fSpace->remove(objects[i]));
+      objects.erase(objects.begin() + std::ptrdiff_t(i));
+    } else if (what == 4) {
+      TnameObject* obj = objects[gen() % objects.size()];
+      model.erase(obj->name());
+      ASSERT_TRUE(fSpace->rename(obj, word));
+      ASSERT_EQ(model.count(obj->name()), 0u) << obj->name().asC();
+      model[obj->name()] = obj;
+    } else if (fSpace->holdName(word)) {
+      model[word] = nullptr;
+    } else if (model.count(word) != 0 && model[word] == nullptr) {
+      ASSERT_TRUE(fSpace->releaseHeldName(word));
+      model.erase(word);
+    }
+    ASSERT_EQ(fSpace->count(), model.size());
+  }
+  std::vector<TnameObject*> expected;
+  for (const auto& [name, obj] : model) {
+    EXPECT_TRUE(fSpace->contains(name)) << name.asC();
+    EXPECT_EQ(fSpace->find(name), obj) << name.asC();
+    if (obj != nullptr) expected.push_back(obj);
+  }
+  EXPECT_EQ(fSpace->objects(), expected);
 }
 
 TEST_F(TnameObjectTest, ThreadsMakingNamesUnique) {

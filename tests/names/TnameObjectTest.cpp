@@ -248,6 +248,16 @@ TEST_F(TnameObjectTest, IteratorByPatternAndType) {
   sub->remove(node.get());
 }
 
+TEST(TnameDictionary, HeaderExample) {
+  TnameObject a("a"), b("b");
+  TnameDictionary names;
+  names.insert(TnameString("box9"), &a);
+  names.insert(TnameString("box10"), &b);
+  EXPECT_EQ(names.findLastNotAbove(TnameString("box@"))->data(), &b);
+  EXPECT_EQ(names.findLastNotAbove(TnameString("box9"))->data(), &a);
+  EXPECT_EQ(names.findLastNotAbove(TnameString("aaa")), nullptr);
+}
+
 // Random adds, unique namings, renames, removals and held names against a std::map in the same
 // natural order: the namespace lists the same names in the same order, finds each one, and a
 // unique name is always new and keeps its base.

@@ -129,6 +129,9 @@ class VELACORE_API Tdictionary : public TdictionaryNode {
   TdictionaryNode* findPath(const Ops& ops, TdictionaryNode& probe, Tbookmark* bookmark,
                             TdictionaryNode** update, int& kept, bool& equal);
   template <class Ops>
+  TdictionaryNode* markedPath(const Ops& ops, TdictionaryNode& probe, Tbookmark* bookmark,
+                              TdictionaryNode** update, bool& equal);
+  template <class Ops>
   TdictionaryNode* descend(const Ops& ops, TdictionaryNode& probe, TdictionaryNode* x, int from,
                            TdictionaryNode* stop, int stopCompare, TdictionaryNode** update,
                            bool& equal);

@@ -92,15 +92,24 @@ TdictionaryNode* Tdictionary::findPath(const Ops& ops, TdictionaryNode& probe,
   return descend(ops, probe, marks[start], start, stop, stopCompare, update, equal);
 }
 
+// findPath, then the bookmark (if any) takes the predecessors it did not already hold.
+template <class Ops>
+TdictionaryNode* Tdictionary::markedPath(const Ops& ops, TdictionaryNode& probe,
+                                         Tbookmark* bookmark, TdictionaryNode** update,
+                                         bool& equal) {
+  int kept;
+  TdictionaryNode* candidate = findPath(ops, probe, bookmark, update, kept, equal);
+  if (bookmark != nullptr)
+    for (int level = 0; level < kept; ++level) bookmark->fNodes[level] = update[level];
+  return candidate;
+}
+
 template <class Ops>
 TdictionaryNode* Tdictionary::searchWith(const Ops& ops, TdictionaryNode& probe,
                                          Tbookmark* bookmark) {
   TdictionaryNode* update[kMaxLevel];
-  int kept;
   bool equal;
-  TdictionaryNode* candidate = findPath(ops, probe, bookmark, update, kept, equal);
-  if (bookmark != nullptr)
-    for (int level = 0; level < kept; ++level) bookmark->fNodes[level] = update[level];
+  TdictionaryNode* candidate = markedPath(ops, probe, bookmark, update, equal);
   return equal ? candidate : nullptr;
 }
 
@@ -109,11 +118,8 @@ TdictionaryNode* Tdictionary::floorWith(const Ops& ops, TdictionaryNode& probe,
                                         Tbookmark* bookmark) {
   if (fLevel == 0) return nullptr;
   TdictionaryNode* update[kMaxLevel];
-  int kept;
   bool equal;
-  TdictionaryNode* candidate = findPath(ops, probe, bookmark, update, kept, equal);
-  if (bookmark != nullptr)
-    for (int level = 0; level < kept; ++level) bookmark->fNodes[level] = update[level];
+  TdictionaryNode* candidate = markedPath(ops, probe, bookmark, update, equal);
   if (equal) return candidate;
   return update[0] == this ? nullptr : update[0];
 }

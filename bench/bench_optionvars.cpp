@@ -1,4 +1,5 @@
-// Option variable lookups against std::map, and the throughput of writing the script.
+// Option variable lookups against std::map, and the throughput of writing and reading the script.
+#include <velacore/environment/ToptionVarScriptReader.h>
 #include <velacore/environment/TprefOptionVars.h>
 
 #include <benchmark/benchmark.h>
@@ -52,14 +53,19 @@ void BM_getVar_stdmap(benchmark::State& state) {
 }
 BENCHMARK(BM_getVar_stdmap);
 
-void BM_commandString_vela(benchmark::State& state) {
+// 10^4 variables, a third each doubles, integers and strings that need escaping.
+void fill(TprefOptionVars& prefs) {
   const auto keys = names();
-  TprefOptionVars prefs;
   for (int i = 0; i < kVars; ++i) {
     if (i % 3 == 0) prefs.addVar(keys[i].c_str(), i * 0.25);
     if (i % 3 == 1) prefs.addVar(keys[i].c_str(), i);
     if (i % 3 == 2) prefs.addVar(keys[i].c_str(), Tstring("a \"quoted\" value"));
   }
+}
+
+void BM_commandString_vela(benchmark::State& state) {
+  TprefOptionVars prefs;
+  fill(prefs);
   std::size_t bytes = 0;
   for (auto _ : state) {
     Tstring text;
@@ -70,4 +76,20 @@ void BM_commandString_vela(benchmark::State& state) {
   state.SetBytesProcessed(static_cast<std::int64_t>(bytes));
 }
 BENCHMARK(BM_commandString_vela);
+
+void BM_readScript_vela(benchmark::State& state) {
+  TprefOptionVars saved;
+  fill(saved);
+  Tstring script;
+  saved.commandString(script);
+  std::size_t bytes = 0;
+  for (auto _ : state) {
+    TprefOptionVars restored;
+    ToptionVarScriptReader reader(restored);
+    benchmark::DoNotOptimize(reader.read(script));
+    bytes += script.length();
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(bytes));
+}
+BENCHMARK(BM_readScript_vela);
 }  // namespace

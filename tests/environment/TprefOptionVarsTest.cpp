@@ -123,15 +123,22 @@ TEST(TprefOptionVars, ArrayElements) {
   EXPECT_EQ(prefs.varType("none"), ToptionVar::kNone);
 }
 
-// The sorted array against std::map over random names, adds and removes interleaved.
+// The sorted array against std::map (byte order) over random names, adds and removes
+// interleaved.
 TEST(TprefOptionVars, MatchesStdMap) {
   std::mt19937 rng(20);
   TprefOptionVars prefs;
   std::map<std::string, int> peer;
   for (int step = 0; step < 4000; ++step) {
-    std::string name;
+    // Short names, and long ones that tie on their first 15, 16 or 17 bytes; some non-ASCII.
+    static const char* const kPrefixes[] = {"", "", "aaaaaaaaaaaaaaa", "aaaaaaaaaaaaaaaa",
+                                            "aaaaaaaaaaaaaaaaa", "b\xC3\xA9" "bbbbbbbbbbbbb"};
+    std::string name = kPrefixes[rng() % 6];
     const int len = 1 + static_cast<int>(rng() % 4);
-    for (int k = 0; k < len; ++k) name += static_cast<char>('a' + rng() % 6);
+    for (int k = 0; k < len; ++k) {
+      const unsigned pick = rng() % 4;
+      name += pick == 3 ? std::string("\xC3\xA9") : std::string(1, static_cast<char>('a' + pick));
+    }
     const Tstring tname(name.c_str());
     const int value = static_cast<int>(rng() % 1000);
     switch (rng() % 4) {

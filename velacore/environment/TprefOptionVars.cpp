@@ -1,6 +1,8 @@
 #include <velacore/environment/TprefOptionVars.h>
 
 #include <algorithm>
+#include <cstring>
+#include <string_view>
 
 VELA_DEFINE_TYPE(TprefOptionVars, TpreferenceItem);
 
@@ -107,12 +109,44 @@ TprefOptionVars::TprefOptionVars() : TpreferenceItem(kItemType, kItemFlags), fVa
 
 TprefOptionVars::~TprefOptionVars() { removeAllVars(); }
 
+TprefOptionVars::Tkey TprefOptionVars::keyOf(const Tstring& name, ToptionVar* var) {
+  // The first sixteen bytes as two big-endian numbers (zero-padded), so that comparing the
+  // numbers orders the names by their leading bytes without a call to memcmp.
+  unsigned char head[16] = {};
+  const unsigned length = name.length();
+  std::memcpy(head, name.asC(), length < 16 ? length : 16);
+  Tkey key{0, 0, length, var};
+  for (int i = 0; i < 8; ++i) key.hi = key.hi << 8 | head[i];
+  for (int i = 8; i < 16; ++i) key.lo = key.lo << 8 | head[i];
+  return key;
+}
+
+int TprefOptionVars::compareKeys(const Tkey& a, const Tkey& b, const Tstring& bName) {
+  if (a.hi != b.hi) return a.hi < b.hi ? -1 : 1;
+  if (a.lo != b.lo) return a.lo < b.lo ? -1 : 1;
+  if (a.length <= 16 && b.length <= 16) return (a.length > b.length) - (a.length < b.length);
+  // Equal leading bytes and a longer name: the rest decides (in byte order).
+  std::string_view x(a.var->name().asC(), a.length);
+  std::string_view y(bName.asC(), b.length);
+  x.remove_prefix(x.size() < 16 ? x.size() : 16);
+  y.remove_prefix(y.size() < 16 ? y.size() : 16);
+  return x.compare(y);
+}
+
 bool TprefOptionVars::varExists(const Tstring& name, unsigned& index) const {
+  // Searched in compact copies of the names' leading bytes: one cache line per probe, and no
+  // hop through the variable and its name's body unless sixteen bytes tie.
+  const Tkey key = keyOf(name, nullptr);
   const auto found = std::lower_bound(
-      fVars.begin(), fVars.end(), name,
-      [](const ToptionVar* v, const Tstring& n) { return v->name().compare(n) < 0; });
-  index = static_cast<unsigned>(found - fVars.begin());
-  return found != fVars.end() && name.compare((*found)->name()) == 0;
+      fKeys.begin(), fKeys.end(), key,
+      [&name](const Tkey& k, const Tkey& n) { return compareKeys(k, n, name) < 0; });
+  index = static_cast<unsigned>(found - fKeys.begin());
+  return found != fKeys.end() && compareKeys(*found, key, name) == 0;
+}
+
+void TprefOptionVars::insertVar(ToptionVar* v, unsigned index) {
+  fKeys.insert(fKeys.begin() + index, keyOf(v->name(), v));
+  fVars.insert(v, index);
 }
 
 bool TprefOptionVars::varExists(const Tstring& name) const {
@@ -122,7 +156,7 @@ bool TprefOptionVars::varExists(const Tstring& name) const {
 
 ToptionVar* TprefOptionVars::findVar(const Tstring& name) const {
   unsigned index = 0;
-  return varExists(name, index) ? fVars[index] : nullptr;
+  return varExists(name, index) ? fKeys[index].var : nullptr;
 }
 
 template <class T>
@@ -131,8 +165,7 @@ void TprefOptionVars::addVarOf(const Tstring& name, const T& value) {
   if (varExists(name, index)) {
     fVars[index]->setValue(value);
   } else {
-    auto* created = new ToptionVar(name, value);
-    fVars.insert(created, index);
+    insertVar(new ToptionVar(name, value), index);
   }
 }
 
@@ -179,12 +212,14 @@ void TprefOptionVars::removeVar(const Tstring& name) {
   if (!varExists(name, index)) return;
   ToptionVar* doomed = fVars[index];
   fVars.removeAt(index);
+  fKeys.erase(fKeys.begin() + index);
   delete doomed;
 }
 
 void TprefOptionVars::removeAllVars() {
   for (ToptionVar* v : fVars) delete v;
   fVars.changeLogicalSizeTo(0);
+  fKeys.clear();
 }
 
 template <class T>
@@ -194,7 +229,7 @@ bool TprefOptionVars::addLastOf(const Tstring& name, const T& value) {
   if (!varExists(name, index)) {
     typename Kinds::Array one(kGrowth);
     one.addLast(value);
-    fVars.insert(new ToptionVar(name, one), index);
+    insertVar(new ToptionVar(name, one), index);
     return true;
   }
   ToptionVar* v = fVars[index];

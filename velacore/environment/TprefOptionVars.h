@@ -13,6 +13,7 @@
 //
 // Hazards:
 // - Not thread-safe: one thread (the application's main thread) owns the collection.
+// - Names sort by their UTF-8 bytes, so "Zoom" comes before "apple" and var(i) follows that.
 // - Names are written into the script as they are: a name holding a double quote or a line
 //   break makes a script that does not read back.
 // - The array-element members change the variable in place; clients still hear of each change.
@@ -23,6 +24,9 @@
 #include <velacore/environment/ToptionVar.h>
 #include <velacore/environment/TpreferenceItem.h>
 #include <velacore/types/Tmetaclass.h>
+
+#include <cstdint>
+#include <vector>
 
 /// The variables of a collection, sorted by name; the collection owns them.
 using ToptionVarPtrArray = TvalueArray<ToptionVar*>;
@@ -130,5 +134,22 @@ class VELACORE_API TprefOptionVars : public TpreferenceItem {
   template <class T>
   bool getElementOf(const Tstring& name, unsigned index, T& value) const;
 
+  /// Inserts a new variable and its key at a position varExists found.
+  void insertVar(ToptionVar* v, unsigned index);
+
   ToptionVarPtrArray fVars;
+  /// A variable's name as searches see it: its first sixteen bytes as two big-endian numbers,
+  /// its length in bytes, and the variable (for the rest of a longer name).
+  struct Tkey {
+    std::uint64_t hi;
+    std::uint64_t lo;
+    unsigned length;
+    ToptionVar* var;
+  };
+  static Tkey keyOf(const Tstring& name, ToptionVar* var);
+  /// Byte order of two names; `bName` is b's name (b may have no variable yet).
+  static int compareKeys(const Tkey& a, const Tkey& b, const Tstring& bName);
+
+  /// Parallel to fVars, in the same (byte) order: what searches run over.
+  std::vector<Tkey> fKeys;
 };

@@ -34,6 +34,26 @@ TdataDoubleArray* doubles(std::initializer_list<double> values) {
   return l;
 }
 
+// The usage examples of Tdata.h and TdataLetter.h.
+TEST(TdataTest, HeaderExample) {
+  Tdata n(3);
+  EXPECT_EQ(n.int32Value(), 3);
+  EXPECT_EQ(Tdata(-2.7).int32Value(), -2);
+  Tdata t(TanimTime(141120000));
+  EXPECT_EQ(t.doubleValue(), 1.0);
+
+  Tdata a(new TdataDoubleArray);
+  Tdata b = a;
+  EXPECT_TRUE(b.holder());
+  b.makeWritable();
+  EXPECT_EQ(b.pLetter(), a.pLetter());  // took the letter over
+  b.letterAs<TdataDoubleArray>()->doubleArray().addLast(1.5);
+  EXPECT_EQ(a.letterAs<TdataDoubleArray>()->array().size(), 1u);
+  a.makeWritable();
+  EXPECT_NE(a.pLetter(), b.pLetter());  // the letter had a writer: a copied
+  EXPECT_TRUE(a == b);
+}
+
 TEST(TdataTest, ConstructorsSetTheirFlagsAndDirtyId) {
   struct Tcase {
     Tdata value;

@@ -7,6 +7,7 @@
 
 #include <malloc.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <map>
@@ -59,9 +60,11 @@ void BM_FindRandom_vela(benchmark::State& state) {
 }
 BENCHMARK(BM_FindRandom_vela)->Arg(1000)->Arg(1000000);
 
-void BM_FindRandom_stdmap(benchmark::State& state) {
+// The peers: any ordered map with emplace and find.
+template <class Map>
+void findRandomIn(benchmark::State& state) {
   const auto keys = shuffledKeys(std::size_t(state.range(0)));
-  std::map<std::uint32_t, std::uint32_t> m;
+  Map m;
   for (std::uint32_t k : keys) m.emplace(k, k);
   const auto probes = shuffledKeys(std::size_t(state.range(0)));
   std::size_t i = 0;
@@ -71,19 +74,14 @@ void BM_FindRandom_stdmap(benchmark::State& state) {
     if (++i == probes.size()) i = 0;
   }
 }
+
+void BM_FindRandom_stdmap(benchmark::State& state) {
+  findRandomIn<std::map<std::uint32_t, std::uint32_t>>(state);
+}
 BENCHMARK(BM_FindRandom_stdmap)->Arg(1000)->Arg(1000000);
 
 void BM_FindRandom_btree(benchmark::State& state) {
-  const auto keys = shuffledKeys(std::size_t(state.range(0)));
-  absl::btree_map<std::uint32_t, std::uint32_t> m;
-  for (std::uint32_t k : keys) m.emplace(k, k);
-  const auto probes = shuffledKeys(std::size_t(state.range(0)));
-  std::size_t i = 0;
-  for (auto _ : state) {
-    auto it = m.find(probes[i]);
-    benchmark::DoNotOptimize(it == m.end() ? nullptr : &it->second);
-    if (++i == probes.size()) i = 0;
-  }
+  findRandomIn<absl::btree_map<std::uint32_t, std::uint32_t>>(state);
 }
 BENCHMARK(BM_FindRandom_btree)->Arg(1000)->Arg(1000000);
 

@@ -9,9 +9,11 @@
 //   fp.referencedBytes();   // the element buffer's capacity in bytes
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
+
 #include <cstddef>
 
-class Footprint {
+class VELACORE_API Footprint {
  public:
   /// One named field of the fixed part.
   struct Tfield {

@@ -11,9 +11,11 @@
 // as they are.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
+
 #include <cstdint>
 
-class TiffTag {
+class VELACORE_API TiffTag {
  public:
   /// No tag (value 0).
   constexpr TiffTag() = default;

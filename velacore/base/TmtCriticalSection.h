@@ -8,10 +8,11 @@
 #pragma once
 
 #include <velacore/base/TmtScopedLock.h>
+#include <velacore/base/TvelacoreApi.h>
 
 #include <mutex>
 
-class TmtCriticalSection {
+class VELACORE_API TmtCriticalSection {
  public:
   TmtCriticalSection() = default;
   TmtCriticalSection(const TmtCriticalSection&) = delete;

@@ -6,10 +6,11 @@
 #pragma once
 
 #include <velacore/base/TmtScopedLock.h>
+#include <velacore/base/TvelacoreApi.h>
 
 #include <mutex>
 
-class TmtRecursiveMutex {
+class VELACORE_API TmtRecursiveMutex {
  public:
   TmtRecursiveMutex() = default;
   TmtRecursiveMutex(const TmtRecursiveMutex&) = delete;

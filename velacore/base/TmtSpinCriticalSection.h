@@ -7,10 +7,11 @@
 #pragma once
 
 #include <velacore/base/TmtScopedLock.h>
+#include <velacore/base/TvelacoreApi.h>
 
 #include <atomic>
 
-class TmtSpinCriticalSection {
+class VELACORE_API TmtSpinCriticalSection {
  public:
   TmtSpinCriticalSection() = default;
   TmtSpinCriticalSection(const TmtSpinCriticalSection&) = delete;

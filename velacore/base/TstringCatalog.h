@@ -15,14 +15,16 @@
 // vanishing. Lookups are thread-safe and allocation-free after the first.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
+
 #include <cstddef>
 
 /// A key of the string catalog. Cheap to copy; refers to a string literal.
-struct TstringId {
+struct VELACORE_API TstringId {
   const char* key;
 };
 
-class TstringCatalog {
+class VELACORE_API TstringCatalog {
  public:
   /// The English text for `id`, or the key itself when the catalog has no such key.
   [[nodiscard]] static const char* sText(TstringId id);

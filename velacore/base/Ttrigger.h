@@ -16,12 +16,13 @@
 #pragma once
 
 #include <velacore/base/TmtCriticalSection.h>
+#include <velacore/base/TvelacoreApi.h>
 
 #include <cstddef>
 #include <functional>
 #include <vector>
 
-class Ttrigger {
+class VELACORE_API Ttrigger {
  public:
   /// Identifies one added callback; never 0.
   using Tid = unsigned;

@@ -24,12 +24,13 @@
 // - Allocation failure throws TmemoryException and leaves the array as it was.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
 #include <velacore/containers/TarrayBuffer.h>
 
 #include <cstddef>
 #include <cstdint>
 
-class Tarray : public TarrayBuffer {
+class VELACORE_API Tarray : public TarrayBuffer {
  public:
   /// Copies of at least this many bytes in copy/catenate use the parallel block move.
   static constexpr std::size_t kParallelCopyBytes = 15000;

@@ -8,11 +8,12 @@
 #pragma once
 
 #include <velacore/base/Tfootprint.h>
+#include <velacore/base/TvelacoreApi.h>
 
 #include <cstddef>
 #include <cstdint>
 
-class TarrayBuffer {
+class VELACORE_API TarrayBuffer {
  public:
   /// Blocks of at least this many bytes come from mapped memory, smaller ones from the heap.
   static constexpr std::size_t kMappedBytes = 64512;

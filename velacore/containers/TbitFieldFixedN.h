@@ -25,11 +25,12 @@
 #pragma once
 
 #include <velacore/base/Tfootprint.h>
+#include <velacore/base/TvelacoreApi.h>
 
 #include <cassert>
 #include <cstddef>
 
-class TbitFieldFixedN {
+class VELACORE_API TbitFieldFixedN {
  public:
   /// @name Construction
   /// An empty set: no bits, no storage.

@@ -14,10 +14,12 @@
 // extra words are all clear.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
+
 #include <cstddef>
 #include <vector>
 
-class TbitFieldN {
+class VELACORE_API TbitFieldN {
  public:
   /// An empty set (no words).
   TbitFieldN() = default;

@@ -23,6 +23,7 @@
 // - Not thread-safe: a shared table needs its users' lock.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
 #include <velacore/containers/ThashFunction.h>
 #include <velacore/containers/ThashTable.h>
 #include <velacore/containers/ThashTableEntry.h>
@@ -71,7 +72,7 @@ struct ThashKey<Tstring> {
 /// Tstring-to-int entry then takes 32 bytes instead of 40, two to a cache line.
 template <class K, class V,
           bool kValueFirst = (sizeof(V) <= 4 && alignof(V) <= 4 && alignof(K) > 4)>
-class TdataHashEntry : public ThashTableEntry {
+class VELACORE_API TdataHashEntry : public ThashTableEntry {
  public:
   TdataHashEntry(const K& k, const V& v) : key(k), value(v) {}
   K key;
@@ -282,8 +283,8 @@ void TdataHashTable<K, V>::clearall() {
 }
 
 // The tables the library itself uses are compiled once, in the library.
-extern template class TdataHashTable<unsigned, Tmetaclass*>;
-extern template class TdataHashTable<Tstring, Tmetaclass*>;
-extern template class TdataHashTable<Tstring, int>;
-extern template class TdataHashTable<Tstring, Tstring>;
-extern template class TdataHashTable<void*, Tstring>;
+extern template class VELACORE_API TdataHashTable<unsigned, Tmetaclass*>;
+extern template class VELACORE_API TdataHashTable<Tstring, Tmetaclass*>;
+extern template class VELACORE_API TdataHashTable<Tstring, int>;
+extern template class VELACORE_API TdataHashTable<Tstring, Tstring>;
+extern template class VELACORE_API TdataHashTable<void*, Tstring>;

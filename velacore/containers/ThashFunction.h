@@ -9,10 +9,12 @@
 // stored; they are not a cryptographic hash and must not guard against hostile input.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
+
 #include <cstdint>
 #include <cstring>
 
-class ThashFunction {
+class VELACORE_API ThashFunction {
  public:
   /// The first 64-bit half of MurmurHash3 x64 128-bit over `length` bytes.
   [[nodiscard]] static uint64_t hash64(const void* data, unsigned length, unsigned seed);

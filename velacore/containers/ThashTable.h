@@ -28,9 +28,10 @@
 #pragma once
 
 #include <velacore/base/Tfootprint.h>
+#include <velacore/base/TvelacoreApi.h>
 #include <velacore/containers/ThashTableEntry.h>
 
-class ThashTable {
+class VELACORE_API ThashTable {
  public:
   /// @name Construction
   /// A table between `minSize` and `maxSize` buckets, each raised to a power of two (at least

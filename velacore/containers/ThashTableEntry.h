@@ -13,11 +13,13 @@
 // in the common case, and entries sit next to each other in insertion order.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
+
 #include <cstddef>
 
 class ThashTable;
 
-class ThashTableEntry {
+class VELACORE_API ThashTableEntry {
  public:
   ThashTableEntry() = default;
   ThashTableEntry(const ThashTableEntry&) = delete;
@@ -40,7 +42,7 @@ class ThashTableEntry {
 /// slabs of a large page come from large-page mappings, small ones from the heap. Freed cells
 /// are reused by later allocations; the slabs go back only on releaseAll() or destruction.
 /// Not thread-safe (one pool per table).
-class ThashEntryPool {
+class VELACORE_API ThashEntryPool {
  public:
   /// A pool of cells of at least `cellSize` bytes aligned to `alignment` (at most 64).
   ThashEntryPool(std::size_t cellSize, std::size_t alignment);

@@ -21,12 +21,13 @@
 //   an element constructor during growth is passed on with the array at its old size.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
 #include <velacore/containers/TarrayBuffer.h>
 
 #include <cstddef>
 #include <cstdint>
 
-class TobjArray : public TarrayBuffer {
+class VELACORE_API TobjArray : public TarrayBuffer {
  public:
   /// An empty array of `objectSize`-byte elements (at most 16-byte aligned), without a buffer.
   TobjArray(std::uint32_t objectSize, std::uint32_t incrementSize);

@@ -17,11 +17,12 @@
 // false does not remove existing duplicates.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
 #include <velacore/containers/TobjArray.h>
 
 #include <cstdint>
 
-class TsortedArray : public TobjArray {
+class VELACORE_API TsortedArray : public TobjArray {
  public:
   /// An empty sorted array of `objectSize`-byte elements.
   TsortedArray(std::uint32_t objectSize, std::uint32_t increment, bool allowDuplicates);

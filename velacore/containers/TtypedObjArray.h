@@ -24,8 +24,8 @@
 
 #include <velacore/base/Texception.h>
 #include <velacore/containers/TobjArray.h>
-#include <velacore/containers/internal/TobjElementOps.h>
-#include <velacore/containers/internal/TtypedArrayAccess.h>
+#include <velacore/containers/detail/TobjElementOps.h>
+#include <velacore/containers/detail/TtypedArrayAccess.h>
 
 #include <cstdint>
 #include <functional>

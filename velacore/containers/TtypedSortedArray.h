@@ -21,8 +21,8 @@
 #pragma once
 
 #include <velacore/containers/TsortedArray.h>
-#include <velacore/containers/internal/TobjElementOps.h>
-#include <velacore/containers/internal/TtypedArrayAccess.h>
+#include <velacore/containers/detail/TobjElementOps.h>
+#include <velacore/containers/detail/TtypedArrayAccess.h>
 
 #include <algorithm>
 #include <cstdint>

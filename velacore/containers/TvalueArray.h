@@ -23,7 +23,7 @@
 #pragma once
 
 #include <velacore/containers/Tarray.h>
-#include <velacore/containers/internal/TtypedArrayAccess.h>
+#include <velacore/containers/detail/TtypedArrayAccess.h>
 
 #include <cstdint>
 #include <cstring>

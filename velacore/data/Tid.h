@@ -3,9 +3,11 @@
 // that consumer can skip work on values that have not changed since.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
+
 #include <cstdint>
 
-class Tid {
+class VELACORE_API Tid {
  public:
   /// The value that means "no consumer".
   static constexpr std::uint16_t kNone = 65534;

@@ -25,6 +25,7 @@
 #pragma once
 
 #include <velacore/base/TmtCriticalSection.h>
+#include <velacore/base/TvelacoreApi.h>
 #include <velacore/strings/Tstring.h>
 #include <velacore/strings/TstringArray.h>
 
@@ -40,7 +41,7 @@ class TdebugOutput;
 class Tcounter;
 
 /// One node of a thread's context tree: a count and the named children under it.
-class TcounterContext {
+class VELACORE_API TcounterContext {
  public:
   /// Hashes the names that key the tables of contexts and threads.
   struct Thash {
@@ -116,7 +117,7 @@ class TcounterContext {
   std::unordered_map<Tstring, std::unique_ptr<TcounterContext>, Thash> fChildren;
 };
 
-class Tcounter {
+class VELACORE_API Tcounter {
  public:
   /// A disabled counter named `name`, entered in the registry of named counters (unless a
   /// counter of that name is there already).

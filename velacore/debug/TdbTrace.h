@@ -34,6 +34,7 @@
 #pragma once
 
 #include <velacore/base/TmtSpinCriticalSection.h>
+#include <velacore/base/TvelacoreApi.h>
 #include <velacore/debug/TdebugOutput.h>
 #include <velacore/types/TtypeDeclaration.h>
 #include <velacore/strings/Tstring.h>

@@ -30,6 +30,7 @@
 #pragma once
 
 #include <velacore/base/TmtCriticalSection.h>
+#include <velacore/base/TvelacoreApi.h>
 #include <velacore/strings/Tstring.h>
 #include <velacore/types/TtypeDeclaration.h>
 

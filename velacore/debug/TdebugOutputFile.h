@@ -15,6 +15,7 @@
 // output instead of failing, and tries again after the next close() or open().
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
 #include <velacore/debug/TdebugOutput.h>
 #include <velacore/types/TtypeDeclaration.h>
 

@@ -12,6 +12,7 @@
 // developer channel (the system log) and keeps nothing: its buffer is emptied after every line.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
 #include <velacore/debug/TdebugOutput.h>
 #include <velacore/types/TtypeDeclaration.h>
 

@@ -20,12 +20,14 @@
 // -1. reset() and dump() refuse to act while nested levels are still open.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
+
 #include <cstdint>
 #include <vector>
 
 class TdebugOutput;
 
-class TnestedTimers {
+class VELACORE_API TnestedTimers {
  public:
   /// The number of timer slots.
   static constexpr int kSlots = 128;

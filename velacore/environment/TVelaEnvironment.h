@@ -30,12 +30,13 @@
 // (by default: a terminal on standard input); otherwise the answer is No.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
 #include <velacore/strings/Tstring.h>
 #include <velacore/strings/TstringArray.h>
 
 #include <functional>
 
-class TVelaEnvironment {
+class VELACORE_API TVelaEnvironment {
  public:
   /// Asks the user a Yes/No question; on Yes, fills `folder` with the chosen folder. Returns
   /// whether the answer was Yes.

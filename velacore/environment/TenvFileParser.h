@@ -22,12 +22,14 @@
 // complete line's pair through the sink; finish() ends the last line.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
+
 #include <cstddef>
 #include <functional>
 #include <string>
 #include <string_view>
 
-class TenvFileParser {
+class VELACORE_API TenvFileParser {
  public:
   /// Longest line (without its line end) that is read; longer lines are skipped.
   static constexpr std::size_t kMaxLineLength = 10000;

@@ -12,10 +12,12 @@
 // call the callbacks of VelaSetModifyEnvCallbacks: a mirror is not told about the undoing.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
+
 #include <string>
 #include <vector>
 
-class TenvGuard {
+class VELACORE_API TenvGuard {
  public:
   /// Copies the environment.
   TenvGuard();

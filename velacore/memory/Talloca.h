@@ -10,10 +10,12 @@
 // Hazards: not copyable or movable (the inline bytes would move); the contents start undefined.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
+
 #include <cstddef>
 #include <cstdlib>
 
-class Talloca {
+class VELACORE_API Talloca {
  public:
   /// Bytes served from inside the object.
   static constexpr std::size_t kInlineBytes = 512;

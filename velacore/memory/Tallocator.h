@@ -23,6 +23,7 @@
 // VELA_NO_MEMORY_EXCEPTION set or for a size of 0.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
 #include <velacore/strings/TstringArray.h>
 
 #include <cstddef>
@@ -31,7 +32,7 @@
 #include <string>
 
 /// The abstract source of memory pages that arenas draw from.
-class Tallocator {
+class VELACORE_API Tallocator {
  public:
   virtual ~Tallocator();
 
@@ -42,7 +43,7 @@ class Tallocator {
 };
 
 /// The process-wide page source over the runtime heap and page mappings. Thread-safe.
-class TmallocAllocator : public Tallocator {
+class VELACORE_API TmallocAllocator : public Tallocator {
  public:
   /// Requests of this size and more are served from page mappings instead of the runtime heap.
   static constexpr std::size_t kLargeBlockBytes = 31744;

@@ -19,6 +19,8 @@
 // malloc (with a magic number in front that release checks), so that bounds checkers see them.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
+
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -30,7 +32,7 @@ class TmtCriticalSection;
 struct TmemoryUsage;
 
 /// The root of the arena family; owns the PURIFY switch and its checked allocations.
-class TpureArena {
+class VELACORE_API TpureArena {
  public:
   virtual ~TpureArena();
 
@@ -53,7 +55,7 @@ class TpureArena {
 };
 
 /// Pages, name, allocator and registry entry common to all arenas.
-class TbaseArena : public TpureArena {
+class VELACORE_API TbaseArena : public TpureArena {
  public:
   /// The arena kinds; each class registers with its own.
   enum TpageType : int {
@@ -140,7 +142,7 @@ class TbaseArena : public TpureArena {
 };
 
 /// An arena whose blocks can be released one by one (the variant and fixed arenas).
-class TheapArena : public TbaseArena {
+class VELACORE_API TheapArena : public TbaseArena {
  public:
   ~TheapArena() override;
 

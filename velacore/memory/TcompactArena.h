@@ -22,6 +22,7 @@
 #pragma once
 
 #include <velacore/base/TmtCriticalSection.h>
+#include <velacore/base/TvelacoreApi.h>
 #include <velacore/memory/TasanPoison.h>
 #include <velacore/memory/TbaseArena.h>
 
@@ -29,7 +30,7 @@
 #include <cstdint>
 #include <iosfwd>
 
-class TcompactArena : public TbaseArena {
+class VELACORE_API TcompactArena : public TbaseArena {
  public:
   /// Bytes of header at the start of every page.
   static constexpr std::size_t kPageHeaderBytes = 96;
@@ -249,7 +250,7 @@ class TcompactArena : public TbaseArena {
 };
 
 /// A compact arena that may be shared between threads: each call runs under the arena's lock.
-class TmtCompactArena : public TcompactArena {
+class VELACORE_API TmtCompactArena : public TcompactArena {
  public:
   /// As TcompactArena; `inUseCounter`, when not null, is kept equal to the blocks in use.
   TmtCompactArena(std::size_t blockSize, std::size_t pageSize, Tallocator& allocator,

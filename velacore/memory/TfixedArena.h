@@ -13,12 +13,13 @@
 // corrupts the arena.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
 #include <velacore/memory/TbaseArena.h>
 
 #include <cstddef>
 #include <cstdint>
 
-class TfixedArena : public TheapArena {
+class VELACORE_API TfixedArena : public TheapArena {
  public:
   /// Bytes of header at the start of every page.
   static constexpr std::size_t kPageHeaderBytes = 56;

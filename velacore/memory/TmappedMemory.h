@@ -13,31 +13,33 @@
 // reports). Pass only blocks from mmapAlloc/mmapRealloc to the other functions.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
+
 #include <cstddef>
 
 /// A new zero-filled block of at least `bytes` bytes, or null when the system refuses.
-[[nodiscard]] void* mmapAlloc(std::size_t bytes, const char* tag);
+[[nodiscard]] VELACORE_API void* mmapAlloc(std::size_t bytes, const char* tag);
 
 /// Tries to grow (or shrink) `block` to `bytes` without moving it; returns whether it did. On
 /// failure the block is unchanged.
-[[nodiscard]] bool mmapGrow(void* block, std::size_t bytes);
+[[nodiscard]] VELACORE_API bool mmapGrow(void* block, std::size_t bytes);
 
 /// Resizes `block` to `bytes`, moving it when it cannot stay; the contents up to the smaller size
 /// survive. Returns the block's new address, or null (the old block intact) when refused.
-[[nodiscard]] void* mmapRealloc(void* block, std::size_t bytes, const char* tag);
+[[nodiscard]] VELACORE_API void* mmapRealloc(void* block, std::size_t bytes, const char* tag);
 
 /// Releases a block; null is ignored.
-void mmapFree(void* block);
+VELACORE_API void mmapFree(void* block);
 
 /// The usable size of a block (at least what was asked for).
-[[nodiscard]] std::size_t mmapSize(const void* block);
+[[nodiscard]] VELACORE_API std::size_t mmapSize(const void* block);
 
 /// The tag a block was allocated with.
-[[nodiscard]] const char* mmapTag(const void* block);
+[[nodiscard]] VELACORE_API const char* mmapTag(const void* block);
 
 /// Bytes currently held in mapped blocks, over all tags.
-[[nodiscard]] std::size_t mmapBytesInUse();
+[[nodiscard]] VELACORE_API std::size_t mmapBytesInUse();
 
 /// memmove for large copies: the same contract, but copies big enough to pay for it are split
 /// over worker threads. Overlapping ranges are always moved by one thread.
-void memmove_mp(void* destination, const void* source, std::size_t bytes);
+VELACORE_API void memmove_mp(void* destination, const void* source, std::size_t bytes);

@@ -55,7 +55,7 @@ constexpr unsigned kPoolMagazineBlocks = 32;
 /// that the inline free never stores there. Only the owning thread raises `count` or writes
 /// `blocks`; another thread (under the pool's lock, while the owner is not busy and cannot become
 /// so) may only set `count` and `limit` to 0 and free the blocks it took that way.
-struct TpoolMagazine {
+struct VELACORE_API TpoolMagazine {
   std::atomic<unsigned> count;
   std::atomic<unsigned> limit;
   void* blocks[kPoolMagazineBlocks];
@@ -64,7 +64,7 @@ struct TpoolMagazine {
 /// All magazines of one thread (one spare for pools without a slot), made on the thread's first
 /// cached free, listed process-wide, and emptied at the thread's exit. `busy` is the thread's
 /// tPoolBusy.
-struct TpoolThreadCache {
+struct VELACORE_API TpoolThreadCache {
   TpoolMagazine slots[kPoolCacheSlots + 1];
   std::atomic<unsigned>* busy;
   TpoolThreadCache* prev;

@@ -17,13 +17,14 @@
 #pragma once
 
 #include <velacore/base/TmtRecursiveMutex.h>
+#include <velacore/base/TvelacoreApi.h>
 #include <velacore/containers/TvalueArray.h>
 
 #include <cstddef>
 #include <deque>
 
 /// One buffer of a TpoolManager: its bytes and whether it is lent out.
-class TpoolData {
+class VELACORE_API TpoolData {
  public:
   /// A buffer of `bytes` bytes (zero-filled; at most 4 GiB - 1).
   explicit TpoolData(std::size_t bytes);
@@ -43,7 +44,7 @@ class TpoolData {
   bool fInUse = false;
 };
 
-class TpoolManager {
+class VELACORE_API TpoolManager {
  public:
   TpoolManager();
   virtual ~TpoolManager();

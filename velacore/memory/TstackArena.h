@@ -15,12 +15,13 @@
 #pragma once
 
 #include <velacore/base/TmtCriticalSection.h>
+#include <velacore/base/TvelacoreApi.h>
 #include <velacore/memory/TbaseArena.h>
 
 #include <cstddef>
 #include <cstdint>
 
-class TstackArena : public TbaseArena {
+class VELACORE_API TstackArena : public TbaseArena {
  public:
   /// Bytes of header at the start of every page and in front of every block.
   static constexpr std::size_t kPageHeaderBytes = 64;
@@ -63,7 +64,7 @@ class TstackArena : public TbaseArena {
 };
 
 /// A stack arena that may be shared between threads: each call runs under the arena's lock.
-class TmtStackArena : public TstackArena {
+class VELACORE_API TmtStackArena : public TstackArena {
  public:
   TmtStackArena(std::size_t pageSize, Tallocator& allocator);
   TmtStackArena(std::size_t pageSize, std::size_t alignment, Tallocator& allocator);

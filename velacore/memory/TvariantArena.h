@@ -17,13 +17,14 @@
 #pragma once
 
 #include <velacore/base/TmtCriticalSection.h>
+#include <velacore/base/TvelacoreApi.h>
 #include <velacore/memory/TbaseArena.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
 
-class TvariantArena : public TheapArena {
+class VELACORE_API TvariantArena : public TheapArena {
  public:
   /// Number of free-list bins.
   static constexpr int kBinCount = 128;
@@ -135,7 +136,7 @@ class TvariantArena : public TheapArena {
 
 /// A variant arena that may be shared between threads: every operation, the static release
 /// included, runs under the arena's own lock.
-class TmtVariantArena : public TvariantArena {
+class VELACORE_API TmtVariantArena : public TvariantArena {
  public:
   TmtVariantArena(std::size_t pageSize, unsigned fitSearchLimit, Tallocator& allocator,
                   const char* name, bool releaseEmptyPages = false, bool useLastPageFirst = false);

@@ -10,6 +10,8 @@
 // show the old value.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
+
 #include <string>
 #include <vector>
 
@@ -23,17 +25,17 @@ inline constexpr char kPathListSeparator = ':';
 #endif
 
 /// The value of `name` in the process environment, or null when unset (or `name` is null).
-[[nodiscard]] const char* getEnv(const char* name);
+[[nodiscard]] VELACORE_INTERNAL_API const char* getEnv(const char* name);
 
 /// Sets `name` to `value` (which may be empty). Returns 0, or a negative errno value when the
 /// runtime refuses (an empty name, a name with '=', no memory).
-[[nodiscard]] int setEnv(const char* name, const char* value);
+[[nodiscard]] VELACORE_INTERNAL_API int setEnv(const char* name, const char* value);
 
 /// Removes `name` from the environment. Returns 0 (also when it was not set), or a negative
 /// errno value for a name the runtime refuses.
-[[nodiscard]] int unsetEnv(const char* name);
+[[nodiscard]] VELACORE_INTERNAL_API int unsetEnv(const char* name);
 
 /// Every "NAME=value" entry of the process environment, in the runtime's order.
-[[nodiscard]] std::vector<std::string> environmentEntries();
+[[nodiscard]] VELACORE_INTERNAL_API std::vector<std::string> environmentEntries();
 
 }  // namespace vela::platform

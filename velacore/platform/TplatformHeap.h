@@ -5,11 +5,13 @@
 // Never throws, never prints; a figure the system cannot give comes back as 0.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
+
 #include <cstdint>
 
 namespace vela::platform {
 
 /// The machine's configured swap space in bytes, 0 when unknown or absent.
-[[nodiscard]] std::uint64_t totalSwapBytes();
+[[nodiscard]] VELACORE_INTERNAL_API std::uint64_t totalSwapBytes();
 
 }  // namespace vela::platform

@@ -16,21 +16,23 @@
 // Never throws, never prints.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
+
 #include <cstddef>
 
 namespace vela::platform {
 
 /// The size of a large page in bytes (2 MiB when the system does not say otherwise).
-[[nodiscard]] std::size_t largePageSize();
+[[nodiscard]] VELACORE_INTERNAL_API std::size_t largePageSize();
 
 /// Maps `bytes` (rounded up to whole large pages) of zero-filled, readable and writable memory
 /// that starts on a large-page boundary. Returns null when `bytes` is 0 or the system refuses.
-[[nodiscard]] void* mapLargePages(std::size_t bytes);
+[[nodiscard]] VELACORE_INTERNAL_API void* mapLargePages(std::size_t bytes);
 
 /// Releases a mapping made by mapLargePages; `bytes` is the size that was asked for.
-void unmapLargePages(void* pages, std::size_t bytes);
+VELACORE_INTERNAL_API void unmapLargePages(void* pages, std::size_t bytes);
 
 /// Bytes currently mapped through mapLargePages (rounded sizes), over the whole process.
-[[nodiscard]] std::size_t largePageBytesInUse();
+[[nodiscard]] VELACORE_INTERNAL_API std::size_t largePageBytesInUse();
 
 }  // namespace vela::platform

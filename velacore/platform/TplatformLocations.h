@@ -10,25 +10,27 @@
 // root itself).
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
+
 #include <string>
 #include <vector>
 
 namespace vela::platform {
 
 /// The system's temporary folder: `TMPDIR` when set and not empty, else "/tmp".
-[[nodiscard]] std::string systemTempFolder();
+[[nodiscard]] VELACORE_INTERNAL_API std::string systemTempFolder();
 
 /// The login name of the effective user, or `USER` when the user database has no entry, or "".
-[[nodiscard]] std::string userName();
+[[nodiscard]] VELACORE_INTERNAL_API std::string userName();
 
 /// The user's home folder: `HOME`, else the user database's entry, or "".
-[[nodiscard]] std::string userHomeFolder();
+[[nodiscard]] VELACORE_INTERNAL_API std::string userHomeFolder();
 
 /// The user's documents folder (XDG user dirs, normally "$HOME/Documents"), or "".
-[[nodiscard]] std::string documentsFolder();
+[[nodiscard]] VELACORE_INTERNAL_API std::string documentsFolder();
 
 /// The folder shared by the programs of every user ("/usr/local/share").
-[[nodiscard]] std::string commonProgramFilesFolder();
+[[nodiscard]] VELACORE_INTERNAL_API std::string commonProgramFilesFolder();
 
 /// The folders where add-on packages are installed, in search order: "<location>/AppPlugins"
 /// (skipped when `location` is empty), "/usr/local/share/Corvanta/AppPlugins",
@@ -39,38 +41,38 @@ namespace vela::platform {
 /// Reads the string `key` of the machine-wide settings of `organization`/`application`: the
 /// INI file "<organization>/<application>.conf" in the first folder of `XDG_CONFIG_DIRS`
 /// (default "/etc/xdg") that has the key. Returns false and leaves `value` alone when none has.
-[[nodiscard]] bool machineSetting(const char* organization, const char* application,
+[[nodiscard]] VELACORE_INTERNAL_API bool machineSetting(const char* organization, const char* application,
                                   const char* key, std::string& value);
 
 /// The full path of the shared library that holds velacore's code, or "" when unknown.
-[[nodiscard]] std::string ownLibraryPath();
+[[nodiscard]] VELACORE_INTERNAL_API std::string ownLibraryPath();
 
 /// The arguments the process was started with, the program name first; empty when unknown.
-[[nodiscard]] std::vector<std::string> commandLineArguments();
+[[nodiscard]] VELACORE_INTERNAL_API std::vector<std::string> commandLineArguments();
 
 /// The user-interface language of the locale as "ll_CC" ("de_DE"), read from `LC_ALL`,
 /// `LC_MESSAGES` and `LANG` in that order; "en_US" when none names a language.
-[[nodiscard]] std::string localeLanguage();
+[[nodiscard]] VELACORE_INTERNAL_API std::string localeLanguage();
 
 /// The current working folder, or "" when it cannot be determined.
-[[nodiscard]] std::string currentFolder();
+[[nodiscard]] VELACORE_INTERNAL_API std::string currentFolder();
 
 /// Whether `path` names an existing folder (symbolic links followed).
-[[nodiscard]] bool isFolder(const std::string& path);
+[[nodiscard]] VELACORE_INTERNAL_API bool isFolder(const std::string& path);
 
 /// Whether `path` names an existing regular file (symbolic links followed).
-[[nodiscard]] bool isFile(const std::string& path);
+[[nodiscard]] VELACORE_INTERNAL_API bool isFile(const std::string& path);
 
 /// Whether `path` is an existing folder in which this process may create files.
-[[nodiscard]] bool isWritableFolder(const std::string& path);
+[[nodiscard]] VELACORE_INTERNAL_API bool isWritableFolder(const std::string& path);
 
 /// Creates the folder `path` and any missing parents; true when it exists afterwards.
-[[nodiscard]] bool makeFolders(const std::string& path);
+[[nodiscard]] VELACORE_INTERNAL_API bool makeFolders(const std::string& path);
 
 /// The names of the folders directly inside `path` (no "." or ".."), sorted; empty on failure.
-[[nodiscard]] std::vector<std::string> subfolderNames(const std::string& path);
+[[nodiscard]] VELACORE_INTERNAL_API std::vector<std::string> subfolderNames(const std::string& path);
 
 /// Whether standard input is an interactive terminal (so that a question can be answered).
-[[nodiscard]] bool standardInputIsTerminal();
+[[nodiscard]] VELACORE_INTERNAL_API bool standardInputIsTerminal();
 
 }  // namespace vela::platform

@@ -18,29 +18,29 @@
 namespace vela::platform {
 
 /// The size of a virtual-memory page in bytes (a power of two).
-[[nodiscard]] std::size_t pageSize();
+[[nodiscard]] VELACORE_INTERNAL_API std::size_t pageSize();
 
 /// Maps `bytes` (rounded up to whole pages) of zero-filled, readable and writable memory.
 /// Returns null when the system refuses.
-[[nodiscard]] void* mapPages(std::size_t bytes);
+[[nodiscard]] VELACORE_INTERNAL_API void* mapPages(std::size_t bytes);
 
 /// Grows or shrinks a mapping without moving it. Returns false (and leaves the mapping as it
 /// was) when the address range behind it is taken.
-[[nodiscard]] bool growPagesInPlace(void* pages, std::size_t oldBytes, std::size_t newBytes);
+[[nodiscard]] VELACORE_INTERNAL_API bool growPagesInPlace(void* pages, std::size_t oldBytes, std::size_t newBytes);
 
 /// Resizes a mapping, moving it if it cannot stay. The contents up to the smaller size survive
 /// without being copied byte by byte (the pages themselves move). Returns the new address, or
 /// null (leaving the old mapping intact) when the system refuses.
-[[nodiscard]] void* movePages(void* pages, std::size_t oldBytes, std::size_t newBytes);
+[[nodiscard]] VELACORE_INTERNAL_API void* movePages(void* pages, std::size_t oldBytes, std::size_t newBytes);
 
 /// Releases a mapping made by mapPages (with the size it has now).
-void unmapPages(void* pages, std::size_t bytes);
+VELACORE_INTERNAL_API void unmapPages(void* pages, std::size_t bytes);
 
 /// Returns unused memory of the runtime heap to the system; used before giving up on a request.
-void trimHeap();
+VELACORE_INTERNAL_API void trimHeap();
 
 /// Bytes the runtime heap currently has handed out.
-[[nodiscard]] std::size_t heapBytesInUse();
+[[nodiscard]] VELACORE_INTERNAL_API std::size_t heapBytesInUse();
 
 /// Makes every thread of the process pass a full memory barrier before this returns. A thread
 /// that only orders its own accesses against the compiler (std::atomic_signal_fence) is then
@@ -57,7 +57,7 @@ struct TsystemMemory {
   std::uint64_t freeSwap = 0;
 };
 /// Reads the machine's memory figures; returns false when they are not available.
-bool systemMemory(TsystemMemory& out);
+VELACORE_INTERNAL_API bool systemMemory(TsystemMemory& out);
 
 /// Resource figures of this process.
 struct TprocessUsage {
@@ -65,6 +65,6 @@ struct TprocessUsage {
   std::uint64_t maxResidentBytes = 0;  ///< peak resident set size
 };
 /// Reads this process's resource figures; returns false when they are not available.
-bool processUsage(TprocessUsage& out);
+VELACORE_INTERNAL_API bool processUsage(TprocessUsage& out);
 
 }  // namespace vela::platform

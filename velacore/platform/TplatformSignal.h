@@ -14,6 +14,8 @@
 // into one call.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
+
 namespace vela::platform {
 
 /// The function the watcher calls once per (merged) debug signal.
@@ -23,16 +25,16 @@ using TdebugSignalCallback = void (*)();
 /// the first call installs; later calls replace the callback. A handler the host had installed
 /// for the signal before is called by ours after it wakes the watcher. Returns false when the
 /// handler or the watcher could not be set up (the signal then keeps its previous action).
-bool watchDebugSignal(TdebugSignalCallback callback);
+VELACORE_INTERNAL_API bool watchDebugSignal(TdebugSignalCallback callback);
 
 /// Whether the debug-signal watcher is installed.
-[[nodiscard]] bool debugSignalWatched();
+[[nodiscard]] VELACORE_INTERNAL_API bool debugSignalWatched();
 
 /// Sends the debug signal to this process. Returns false when it could not be sent.
-bool raiseDebugSignal();
+VELACORE_INTERNAL_API bool raiseDebugSignal();
 
 /// The number of debug signals the watcher has finished handling so far (for callers that must
 /// wait until a signal they raised has been acted on).
-[[nodiscard]] unsigned long debugSignalsHandled();
+[[nodiscard]] VELACORE_INTERNAL_API unsigned long debugSignalsHandled();
 
 }  // namespace vela::platform

@@ -4,10 +4,12 @@
 // `journalctl -f` or in /var/log. Each call sends one message; a trailing line feed is dropped.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
+
 namespace vela::platform {
 
 /// Sends one diagnostic line to the system's developer-tool channel. Null or empty text is
 /// ignored. Never fails visibly: a channel that is not available drops the text.
-void sendToDeveloperChannel(const char* text);
+VELACORE_INTERNAL_API void sendToDeveloperChannel(const char* text);
 
 }  // namespace vela::platform

@@ -9,9 +9,11 @@
 // (string literals do); never keep one that points into a Tstring that may change.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
+
 #include <cstring>
 
-class TcharString {
+class VELACORE_API TcharString {
  public:
   /// Views the empty string.
   TcharString() = default;

@@ -30,11 +30,13 @@
 // object; setPattern and assignment need exclusive access, as for any value.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
+
 #include <cstddef>
 
 class Tstring;
 
-class TregExp {
+class VELACORE_API TregExp {
  public:
   /// @name Construction
   /// An object with no pattern: not valid, matches nothing.

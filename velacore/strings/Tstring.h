@@ -47,6 +47,7 @@
 #pragma once
 
 #include <velacore/base/TstringCatalog.h>
+#include <velacore/base/TvelacoreApi.h>
 #include <velacore/containers/ThashFunction.h>
 
 #include <atomic>
@@ -68,7 +69,7 @@ class Tstring;
 /// Form state: the byte form of a body whose state is not `kWideOnly` is never written while
 /// the body is shared (a lazy conversion of a shared body writes only the stale form), so a
 /// reader that sees such a state with an acquire load may read `fNarrow` directly.
-class TstringRep {
+class VELACORE_API TstringRep {
  public:
   enum : uint32_t {
     kSynced = 0,         ///< both forms current
@@ -131,7 +132,7 @@ enum Tsystem : int {
   kSystemClassicMac = 48,  ///< carriage return
 };
 
-class Tstring {
+class VELACORE_API Tstring {
  public:
   /// The empty byte string that byte accessors of an empty string return.
   static const char* const kNullStr;
@@ -610,6 +611,6 @@ class Tstring {
 };
 
 /// Concatenations yielding a new string.
-[[nodiscard]] Tstring operator+(const Tstring& a, const Tstring& b);
-[[nodiscard]] Tstring operator+(const Tstring& a, const char* b);
-[[nodiscard]] Tstring operator+(const char* a, const Tstring& b);
+[[nodiscard]] VELACORE_API Tstring operator+(const Tstring& a, const Tstring& b);
+[[nodiscard]] VELACORE_API Tstring operator+(const Tstring& a, const char* b);
+[[nodiscard]] VELACORE_API Tstring operator+(const char* a, const Tstring& b);

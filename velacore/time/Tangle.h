@@ -10,12 +10,13 @@
 // radians is reduced modulo 2 pi in double precision.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
 #include <velacore/time/TangleUnit.h>
-#include <velacore/time/internal/TmeasureValue.h>
+#include <velacore/time/detail/TmeasureValue.h>
 
 #include <cmath>
 
-class Tangle : public vela::time_internal::TmeasureValue<Tangle, TangleUnit> {
+class VELACORE_API Tangle : public vela::time_internal::TmeasureValue<Tangle, TangleUnit> {
   using Base = vela::time_internal::TmeasureValue<Tangle, TangleUnit>;
 
  public:

@@ -12,7 +12,7 @@
 #pragma once
 
 #include <velacore/base/TvelacoreApi.h>
-#include <velacore/time/internal/TmeasureUnit.h>
+#include <velacore/time/detail/TmeasureUnit.h>
 
 #include <cstdint>
 
@@ -25,7 +25,7 @@ enum TangleUnitSystem : std::uint32_t {
 };
 
 /// The angle units and their sizes in degrees.
-struct TangleUnitKind {
+struct VELACORE_API TangleUnitKind {
   using TangleUnitSystem = ::TangleUnitSystem;
   using Tsystem = TangleUnitSystem;
   static constexpr std::uint32_t kUnitCount = 4;

@@ -90,7 +90,7 @@ enum TtimeUnitSystem : std::uint32_t {
 /// The hours, minutes, seconds and frames of a time in a unit's timecode, plus the ticks past
 /// the last whole frame. `frames` counts timecode labels: for drop-frame time it is the label,
 /// not the frame's position in the minute.
-struct TsmpteFields {
+struct VELACORE_API TsmpteFields {
   bool negative = false;
   std::int64_t hours = 0;
   std::int32_t minutes = 0;

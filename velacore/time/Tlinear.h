@@ -11,10 +11,11 @@
 // differ from an exact decimal computation in their last bit.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
 #include <velacore/time/Tunit.h>
-#include <velacore/time/internal/TmeasureValue.h>
+#include <velacore/time/detail/TmeasureValue.h>
 
-class Tlinear : public vela::time_internal::TmeasureValue<Tlinear, Tunit> {
+class VELACORE_API Tlinear : public vela::time_internal::TmeasureValue<Tlinear, Tunit> {
   using Base = vela::time_internal::TmeasureValue<Tlinear, Tunit>;
 
  public:

@@ -19,12 +19,12 @@
 #pragma once
 
 #include <velacore/base/TvelacoreApi.h>
-#include <velacore/time/internal/TmeasureUnit.h>
+#include <velacore/time/detail/TmeasureUnit.h>
 
 #include <cstdint>
 
 /// The length units and their sizes in centimetres.
-struct TlengthUnitKind {
+struct VELACORE_API TlengthUnitKind {
   enum TunitSystem : std::uint32_t {
     kInch = 0,
     kFoot,

@@ -78,7 +78,7 @@ using TtypeidArray = TtypedObjArray<Tmetaclass*>;
 
 /// A class's two creation procedures: each makes an instance and returns it viewed as `as`
 /// (null when `as` is not the class or one of its ancestors).
-struct TconstructorProc {
+struct VELACORE_API TconstructorProc {
   using Tconstruct = void* (*)(Tmetaclass* as);
   using TconstructInPlace = void* (*)(Tmetaclass* as, void* where);
 
@@ -252,7 +252,7 @@ class VELACORE_API Tmetaclass {
   bool fBorrowedTable;  // the table came with a copy: the original frees it
 };
 
-#include <velacore/types/internal/TtypeProtocol.h>
+#include <velacore/types/detail/TtypeProtocol.h>
 
 /// Defines a concrete class's metaclass: `VELA_DEFINE_TYPE(X, Bases...)`, at global scope.
 #define VELA_DEFINE_TYPE(...)                                                                \

@@ -1,6 +1,8 @@
 // The typed element access of TvalueArray, TtypedObjArray and TtypedSortedArray, written once
 // over their untyped bases (Tarray, TobjArray, TsortedArray): a typed view of the base's buffer
 // (theArray) and size (logicalUpperBound). All of it is inline and unchecked.
+//
+// A detail of the typed array templates, installed with them; not to be included on its own.
 #pragma once
 
 #include <cstdint>

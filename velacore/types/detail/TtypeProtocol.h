@@ -1,4 +1,7 @@
 // The machinery behind VELA_DECLARE_TYPE and VELA_DEFINE_TYPE (see Tmetaclass.h).
+//
+// A detail of the public headers that include it, installed with them; not to be included on
+// its own.
 #pragma once
 
 #include <cstddef>

@@ -3,6 +3,9 @@
 // A kind supplies its unit enumeration, the number of units and each unit's size in one common
 // measure; this template keeps the process-wide internal and user-interface units, the change
 // trigger and the lazily built conversion table of that kind. Use Tunit and TangleUnit, not this.
+//
+// A detail of the public headers that include it, installed with them; not to be included on
+// its own.
 #pragma once
 
 #include <velacore/base/Ttrigger.h>

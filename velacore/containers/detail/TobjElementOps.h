@@ -1,6 +1,8 @@
 // The element operations of a typed object array, written once for TtypedObjArray and
 // TtypedSortedArray, and the layer that overrides TobjArray's hooks with them. Each operation
 // leaves no half-built element behind when a constructor throws.
+//
+// A detail of the typed array templates, installed with them; not to be included on its own.
 #pragma once
 
 #include <cstdint>

@@ -3,6 +3,9 @@
 // Values keep the unit they were set in; reading in another unit converts through the unit
 // sizes. Binary operators and comparisons convert the right operand into the left one's unit,
 // so a sum has the left operand's unit. Use Tlinear and Tangle, not this.
+//
+// A detail of the public headers that include it, installed with them; not to be included on
+// its own.
 #pragma once
 
 #include <velacore/time/TunitNames.h>

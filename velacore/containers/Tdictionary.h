@@ -137,4 +137,4 @@ class VELACORE_API Tdictionary : public TdictionaryNode {
                            bool& equal);
 };
 
-#include <velacore/containers/internal/TdictionaryImpl.h>
+#include <velacore/containers/detail/TdictionaryImpl.h>

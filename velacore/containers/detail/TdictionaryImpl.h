@@ -3,7 +3,7 @@
 //   TdictionaryNode*& fwd(TdictionaryNode* node, int level) const     // also for the header
 //   TdictionaryNode* clone(TdictionaryNode& probe, int level) const
 //   void destroy(TdictionaryNode* node) const
-// Included at the end of Tdictionary.h.
+// Included at the end of Tdictionary.h, and installed with it; not to be included on its own.
 #pragma once
 
 // Walks from `x` at level `from` down to level 0: along each level while the next node is

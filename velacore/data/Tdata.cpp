@@ -8,7 +8,7 @@
 #include <velacore/data/TglobalTranslatorBase.h>
 #include <velacore/data/TiffFile.h>
 #include <velacore/data/TmetaLetter.h>
-#include <velacore/data/internal/TdataElementOps.h>
+#include <velacore/data/detail/TdataElementOps.h>
 #include <velacore/debug/TdbTrace.h>
 #include <velacore/debug/TdebugOutput.h>
 

@@ -1,6 +1,6 @@
 // The block byte swaps behind the array letters' binary reading: a chunk of big-endian numbers
 // becomes an array in one pass, 32 bytes per step where the processor allows.
-#include <velacore/data/internal/TdataElementOps.h>
+#include <velacore/data/detail/TdataElementOps.h>
 
 #include <immintrin.h>
 #include <type_traits>

@@ -7,7 +7,7 @@
 #include <velacore/data/TdataSpectrum.h>
 #include <velacore/data/Tfile.h>
 #include <velacore/data/TiffFile.h>
-#include <velacore/data/internal/TdataElementOps.h>
+#include <velacore/data/detail/TdataElementOps.h>
 #include <velacore/debug/TdebugOutput.h>
 
 using namespace vela::data_internal;

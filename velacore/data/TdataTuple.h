@@ -14,7 +14,7 @@
 
 #include <velacore/base/TvelacoreApi.h>
 #include <velacore/data/TdataLetter.h>
-#include <velacore/data/internal/TdataElementLetter.h>
+#include <velacore/data/detail/TdataElementLetter.h>
 
 #include <array>
 #include <cstdint>

@@ -31,7 +31,7 @@
 #include <velacore/containers/TvalueArray.h>
 #include <velacore/data/TdataLetter.h>
 #include <velacore/data/TsharedReference.h>
-#include <velacore/data/internal/TdataElementLetter.h>
+#include <velacore/data/detail/TdataElementLetter.h>
 
 #include <cstdint>
 #include <type_traits>

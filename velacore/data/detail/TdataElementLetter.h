@@ -5,11 +5,14 @@
 // elements made private to this letter). Operators act element by element with a number or a
 // letter of the same class and length; comparisons with such a letter are lexicographic;
 // anything else gets TdataLetter's answers (envelopes) or TincompatibleData (letters).
+//
+// A detail of the public headers that include it, installed with them; not to be included on
+// its own.
 #pragma once
 
 #include <velacore/data/Tdata.h>
 #include <velacore/data/TdataLetter.h>
-#include <velacore/data/internal/TdataElementOps.h>
+#include <velacore/data/detail/TdataElementOps.h>
 
 #include <cstdint>
 #include <vector>

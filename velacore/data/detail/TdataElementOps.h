@@ -1,5 +1,8 @@
 // Element-wise arithmetic, comparison and text reading shared by the letters that hold runs of
 // numbers (the array letters and the fixed-size tuples: compounds, matrix, spectrum).
+//
+// A detail of the public headers that include it, installed with them; not to be included on
+// its own.
 #pragma once
 
 #include <velacore/base/TbigEndian.h>

@@ -13,6 +13,7 @@ TfileException::TfileException(int code, std::string message)
     : Texception(std::move(message)), fCode(code) {}
 TfileException::~TfileException() = default;
 
+TincompatibleData::TincompatibleData(std::string message) : Texception(std::move(message)) {}
 TincompatibleData::~TincompatibleData() = default;
 
 TmemoryException::TmemoryException(std::string message) : Texception(std::move(message)) {}

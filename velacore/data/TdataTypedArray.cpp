@@ -1,6 +1,7 @@
 #include <velacore/data/TdataTypedArray.h>
 
 #include <velacore/base/Tfootprint.h>
+#include <velacore/base/internal/Timmortal.h>
 #include <velacore/data/TargList.h>
 #include <velacore/data/Tdata.h>
 #include <velacore/data/Tfile.h>
@@ -27,9 +28,9 @@ TdataTypedArray<T>::TdataTypedArray(Array* array, bool deleteWhenDestroyed) {
 
 template <class T>
 const typename TdataTypedArray<T>::Array& TdataTypedArray<T>::array() const {
-  static const Array empty;
+  static Timmortal<const Array> sEmpty;
   const Array* a = unReferencedArray();
-  return a != nullptr ? *a : empty;
+  return a != nullptr ? *a : *sEmpty;
 }
 
 template <class T>

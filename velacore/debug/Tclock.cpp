@@ -1,5 +1,6 @@
 #include <velacore/debug/Tclock.h>
 
+#include <velacore/base/internal/Timmortal.h>
 #include <velacore/debug/TdbTrace.h>
 #include <velacore/debug/internal/TtimerTicks.h>
 
@@ -15,7 +16,7 @@
 namespace {
 
 TdbTrace& clockTrace() {
-  static TdbTrace* sTrace = new TdbTrace("velaClock", "cerr", "the clock's source and calibration");
+  static Timmortal<TdbTrace> sTrace("velaClock", "cerr", "the clock's source and calibration");
   return *sTrace;
 }
 // Registered when the library loads, so that VELA_DEBUG and `vela-info traces` find it before

@@ -1,6 +1,7 @@
 #include <velacore/debug/Tcounter.h>
 
 #include <velacore/base/TstringCatalog.h>
+#include <velacore/base/internal/Timmortal.h>
 #include <velacore/debug/TdebugOutput.h>
 #include <velacore/debug/internal/TdebugThread.h>
 
@@ -49,7 +50,7 @@ struct TcounterRegistry {
 
 // Created on first use and never destroyed, so static counters may come and go in any order.
 TcounterRegistry& counterRegistry() {
-  static TcounterRegistry* sRegistry = new TcounterRegistry();
+  static Timmortal<TcounterRegistry> sRegistry;
   return *sRegistry;
 }
 
@@ -63,7 +64,7 @@ void printCatalog(TdebugOutput& out, TstringId id, Args... args) {
 }
 
 const Tstring& printLineFormat() {
-  static const Tstring* sFormat = new Tstring("^1d\t^2d\t^3s\t^4s\t^5s");
+  static Timmortal<const Tstring> sFormat("^1d\t^2d\t^3s\t^4s\t^5s");
   return *sFormat;
 }
 

@@ -2,6 +2,7 @@
 
 #include <velacore/base/TmtCriticalSection.h>
 #include <velacore/base/Ttrigger.h>
+#include <velacore/base/internal/Timmortal.h>
 #include <velacore/debug/TdebugOutputFile.h>
 #include <velacore/debug/internal/TdebugCommandFile.h>
 #include <velacore/debug/internal/TdebugThread.h>
@@ -40,7 +41,7 @@ struct TtraceRegistry {
 };
 
 TtraceRegistry& registry() {
-  static TtraceRegistry* sRegistry = new TtraceRegistry();
+  static Timmortal<TtraceRegistry> sRegistry;
   return *sRegistry;
 }
 

@@ -1,5 +1,6 @@
 #include <velacore/debug/TdebugOutput.h>
 
+#include <velacore/base/internal/Timmortal.h>
 #include <velacore/debug/internal/TdebugThread.h>
 #include <velacore/platform/TplatformStack.h>
 
@@ -21,7 +22,7 @@ struct ToutputRegistry {
 };
 
 ToutputRegistry& outputRegistry() {
-  static ToutputRegistry* sRegistry = new ToutputRegistry();
+  static Timmortal<ToutputRegistry> sRegistry;
   return *sRegistry;
 }
 

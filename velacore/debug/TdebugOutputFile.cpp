@@ -1,5 +1,6 @@
 #include <velacore/debug/TdebugOutputFile.h>
 
+#include <velacore/base/internal/Timmortal.h>
 #include <velacore/environment/VelaEnv.h>
 
 #include <algorithm>
@@ -20,7 +21,7 @@ struct TfileRegistry {
 };
 
 TfileRegistry& fileRegistry() {
-  static TfileRegistry* sRegistry = new TfileRegistry();
+  static Timmortal<TfileRegistry> sRegistry;
   return *sRegistry;
 }
 

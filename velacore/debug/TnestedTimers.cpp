@@ -1,5 +1,6 @@
 #include <velacore/debug/TnestedTimers.h>
 
+#include <velacore/base/internal/Timmortal.h>
 #include <velacore/debug/Tclock.h>
 #include <velacore/debug/TdebugOutput.h>
 #include <velacore/debug/internal/TdebugThread.h>
@@ -47,7 +48,7 @@ struct Tstate {
 
 // The table lives for the whole process and is made on first use.
 Tstate& state() {
-  static Tstate* sState = new Tstate();
+  static Timmortal<Tstate> sState;
   return *sState;
 }
 

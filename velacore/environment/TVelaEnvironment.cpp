@@ -2,6 +2,7 @@
 
 #include <velacore/base/TbuildInfo.h>
 #include <velacore/base/TstringCatalog.h>
+#include <velacore/base/internal/Timmortal.h>
 #include <velacore/debug/TdbTrace.h>
 #include <velacore/debug/TdebugOutput.h>
 #include <velacore/environment/TenvFileParser.h>
@@ -55,8 +56,8 @@ struct Tstate {
 };
 
 Tstate& state() {
-  static Tstate s;
-  return s;
+  static Timmortal<Tstate> sState;  // read by static destructors too
+  return *sState;
 }
 
 Tstring toTstring(const std::string& s) {

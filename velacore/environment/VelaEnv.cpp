@@ -1,5 +1,6 @@
 #include <velacore/environment/VelaEnv.h>
 
+#include <velacore/base/internal/Timmortal.h>
 #include <velacore/environment/TenvGuard.h>
 
 #include <velacore/base/TmtCriticalSection.h>
@@ -13,10 +14,11 @@
 
 namespace {
 
-// Guards the environment block against our own concurrent readers and writers.
+// Guards the environment block against our own concurrent readers and writers. Like the
+// callbacks below it is never destroyed: static destructors may still read the environment.
 TmtCriticalSection& environmentLock() {
-  static TmtCriticalSection lock;
-  return lock;
+  static Timmortal<TmtCriticalSection> sLock;
+  return *sLock;
 }
 
 // The callbacks and the queue of assignments made before a modify callback existed. Recursive,
@@ -29,8 +31,8 @@ struct Tcallbacks {
 };
 
 Tcallbacks& callbacks() {
-  static Tcallbacks c;
-  return c;
+  static Timmortal<Tcallbacks> sCallbacks;
+  return *sCallbacks;
 }
 
 // `value` with every entry that already occurred earlier in the list removed.

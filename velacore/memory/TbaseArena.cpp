@@ -1,6 +1,7 @@
 #include <velacore/memory/TbaseArena.h>
 
 #include <velacore/base/TmtCriticalSection.h>
+#include <velacore/base/internal/Timmortal.h>
 #include <velacore/environment/VelaEnv.h>
 #include <velacore/memory/Tallocator.h>
 #include <velacore/memory/TasanPoison.h>
@@ -42,7 +43,7 @@ struct Tregistry {
 };
 
 Tregistry& registry() {
-  static Tregistry* sRegistry = new Tregistry();
+  static Timmortal<Tregistry> sRegistry;
   return *sRegistry;
 }
 

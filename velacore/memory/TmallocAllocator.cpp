@@ -3,6 +3,7 @@
 #include <velacore/base/Texception.h>
 #include <velacore/base/TmtCriticalSection.h>
 #include <velacore/base/TstringCatalog.h>
+#include <velacore/base/internal/Timmortal.h>
 #include <velacore/containers/TdataHashTable.h>
 #include <velacore/environment/VelaEnv.h>
 #include <velacore/memory/TmemoryUsage.h>
@@ -79,7 +80,7 @@ struct TallocatorState {
 };
 
 TallocatorState& state() {
-  static TallocatorState* sState = new TallocatorState();
+  static Timmortal<TallocatorState> sState;
   return *sState;
 }
 
@@ -294,7 +295,7 @@ TmallocAllocator::TmallocAllocator() = default;
 TmallocAllocator::~TmallocAllocator() = default;
 
 TmallocAllocator& TmallocAllocator::mallocAllocator() {
-  static TmallocAllocator* sInstance = new TmallocAllocator();
+  static Timmortal<TmallocAllocator> sInstance;
   return *sInstance;
 }
 

@@ -1,5 +1,6 @@
 #include <velacore/memory/TpoolAllocator.h>
 
+#include <velacore/base/internal/Timmortal.h>
 #include <velacore/environment/VelaEnv.h>
 #include <velacore/memory/TmemoryUsage.h>
 #include <velacore/platform/TplatformMemory.h>
@@ -35,7 +36,7 @@ struct TpoolRegistry {
 };
 
 TpoolRegistry& registry() {
-  static TpoolRegistry* sRegistry = new TpoolRegistry();
+  static Timmortal<TpoolRegistry> sRegistry;
   return *sRegistry;
 }
 

@@ -2,6 +2,7 @@
 #include <velacore/strings/Tstring.h>
 
 #include <velacore/base/Tfootprint.h>
+#include <velacore/base/internal/Timmortal.h>
 #include <velacore/containers/ThashFunction.h>
 #include <velacore/strings/internal/TtextObject.h>
 
@@ -19,11 +20,11 @@ bool Tstring::fsFloatClampingOnConversion = true;
 namespace {
 
 const std::string& emptyNarrow() {
-  static const std::string* sEmpty = new std::string;
+  static Timmortal<const std::string> sEmpty;
   return *sEmpty;
 }
 const QString& emptyWide() {
-  static const QString* sEmpty = new QString;
+  static Timmortal<const QString> sEmpty;
   return *sEmpty;
 }
 

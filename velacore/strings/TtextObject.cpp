@@ -2,6 +2,7 @@
 #include <velacore/strings/internal/TtextObject.h>
 
 #include <velacore/base/TmtCriticalSection.h>
+#include <velacore/base/internal/Timmortal.h>
 
 #include <QByteArray>
 
@@ -19,7 +20,7 @@ namespace {
 // One lock for every lazy conversion in the process. Created on first use and never destroyed,
 // so strings released during static destruction can still convert.
 TmtCriticalSection& conversionLock() {
-  static TmtCriticalSection* sLock = new TmtCriticalSection;
+  static Timmortal<TmtCriticalSection> sLock;
   return *sLock;
 }
 

@@ -2,6 +2,8 @@
 #include <velacore/time/TangleUnit.h>
 #include <velacore/time/Tunit.h>
 
+#include <velacore/base/internal/Timmortal.h>
+
 namespace vela::time_internal {
 
 template <class Derived, class Kind>
@@ -15,8 +17,8 @@ TvalueArray<Derived*>* TmeasureUnit<Derived, Kind>::sTable = nullptr;
 
 template <class Derived, class Kind>
 Ttrigger& TmeasureUnit<Derived, Kind>::changeTrigger() {
-  static Ttrigger trigger;
-  return trigger;
+  static Timmortal<Ttrigger> sTrigger;
+  return *sTrigger;
 }
 
 template <class Derived, class Kind>

@@ -1,5 +1,7 @@
 #include <velacore/platform/TplatformLocations.h>
 
+#include <velacore/base/internal/Timmortal.h>
+
 #include <QtCore/QSettings>
 #include <QtCore/QStandardPaths>
 #include <QtCore/QString>
@@ -15,6 +17,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 namespace vela::platform {
 namespace {
@@ -108,19 +111,36 @@ bool machineSetting(const char* organization, const char* application, const cha
   return false;
 }
 
-std::string ownLibraryPath() {
+namespace {
+
+// The library's own file as the loader named it, made absolute against the current folder. The
+// name is relative when the loader found the library through a relative LD_LIBRARY_PATH entry.
+std::string resolveOwnLibraryPath() {
   Dl_info info{};
   // Any function of the library will do: its address lies inside our own mapping.
-  if (dladdr(reinterpret_cast<void*>(&ownLibraryPath), &info) == 0 || info.dli_fname == nullptr) {
+  if (dladdr(reinterpret_cast<void*>(&resolveOwnLibraryPath), &info) == 0 ||
+      info.dli_fname == nullptr) {
     return std::string();
   }
   std::string path = info.dli_fname;
   if (!path.empty() && path[0] != '/') {
     const std::string cwd = currentFolder();
-    if (!cwd.empty()) path = cwd + "/" + path;
+    if (!cwd.empty()) path = std::filesystem::path(cwd + "/" + path).lexically_normal().string();
   }
   return path;
 }
+
+const std::string& loadedLibraryPath() {
+  static Timmortal<const std::string> sPath(resolveOwnLibraryPath());
+  return *sPath;
+}
+
+// Resolved while the library is being loaded, before the host can change its current folder.
+[[maybe_unused]] const bool gLibraryPathResolved = (loadedLibraryPath(), true);
+
+}  // namespace
+
+std::string ownLibraryPath() { return loadedLibraryPath(); }
 
 std::vector<std::string> commandLineArguments() {
   std::vector<std::string> args;

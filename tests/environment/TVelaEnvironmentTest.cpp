@@ -412,3 +412,26 @@ TEST_F(TVelaEnvironmentTest, UnusableAppDirAndTempAreReportedAndAsked) {
   EXPECT_EQ(fQuestions, 0);
   EXPECT_EQ(fMessages.size(), 2u);
 }
+
+// A line over the length limit is skipped, but not silently: one warning names the file and the
+// line, even when the line arrives in several reads of the file; the lines around it still count.
+TEST_F(TVelaEnvironmentTest, OverlongLineIsReportedOnceWithFileAndLine) {
+  const std::string longPath(TenvFileParser::kMaxLineLength + 100000, 'p');
+  ASSERT_TRUE(start("VELA_T_BEFORE=1\n\nPATH=" + longPath + "\nVELA_T_AFTER=2\n" +
+                    std::string(TenvFileParser::kMaxLineLength + 1, 'x')));
+  EXPECT_EQ(get("VELA_T_BEFORE"), "1");
+  EXPECT_EQ(get("VELA_T_AFTER"), "2");
+  const std::string file = str(TVelaEnvironment::velaEnvFileLocation());
+  ASSERT_EQ(fMessages.size(), 2u);
+  EXPECT_EQ(fMessages[0], "W:" + file + ", line 3: the line is longer than 10000 characters and was skipped.");
+  EXPECT_NE(fMessages[1].find(file + ", line 5:"), std::string::npos) << fMessages[1];
+
+  // A line exactly at the limit is read, and nothing is said.
+  fMessages.clear();
+  TVelaEnvironment::resetState();
+  TVelaEnvironment::setVersion("7.1");
+  const std::string name = "VELA_T_LIMIT=";
+  ASSERT_TRUE(start(name + std::string(TenvFileParser::kMaxLineLength - name.size(), 'v') + "\n"));
+  EXPECT_EQ(get("VELA_T_LIMIT").size(), TenvFileParser::kMaxLineLength - name.size());
+  EXPECT_TRUE(fMessages.empty());
+}

@@ -529,6 +529,11 @@ bool readFile(const std::string& path) {
   TenvFileParser parser([](const std::string& name) { return VelaGetEnv(name.c_str()); },
                         [](const std::string& name, const std::string& value) {
                           TVelaEnvironment::setEnvironmentVariable(name.c_str(), value.c_str());
+                        },
+                        [&path](std::size_t line) {
+                          report(message("s_TVelaEnvironmentStrings.rEnvLineTooLongStr", path,
+                                         std::to_string(line)),
+                                 false);
                         });
   char buffer[65536];
   std::size_t n;

@@ -18,8 +18,8 @@ bool endsDollarName(char c) { return std::strchr(" \t/\\:;$%", c) != nullptr; }
 
 }  // namespace
 
-TenvFileParser::TenvFileParser(Tlookup lookup, Tsink sink)
-    : fLookup(std::move(lookup)), fSink(std::move(sink)) {}
+TenvFileParser::TenvFileParser(Tlookup lookup, Tsink sink, ToverlongSink overlong)
+    : fLookup(std::move(lookup)), fSink(std::move(sink)), fOverlongSink(std::move(overlong)) {}
 
 void TenvFileParser::feed(const char* bytes, std::size_t length) {
   const char* end = bytes + length;
@@ -48,7 +48,12 @@ void TenvFileParser::finish() {
 
 void TenvFileParser::endLine() {
   std::string name, value;
-  if (!fOverlong && parseLine(fLine, fLookup, name, value)) fSink(name, value);
+  ++fLineNumber;
+  if (fOverlong) {
+    if (fOverlongSink) fOverlongSink(fLineNumber);
+  } else if (parseLine(fLine, fLookup, name, value)) {
+    fSink(name, value);
+  }
   fLine.clear();
   fOverlong = false;
 }

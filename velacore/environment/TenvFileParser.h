@@ -40,9 +40,13 @@ class VELACORE_API TenvFileParser {
   using Tlookup = std::function<const char*(const std::string& name)>;
   /// Receives one accepted assignment.
   using Tsink = std::function<void(const std::string& name, const std::string& value)>;
+  /// Receives the number (from 1) of each line skipped for being longer than kMaxLineLength,
+  /// once per line however many reads it spans: a long PATH line must not vanish unnoticed.
+  using ToverlongSink = std::function<void(std::size_t lineNumber)>;
 
-  /// A parser that expands references through `lookup` and hands pairs to `sink`.
-  TenvFileParser(Tlookup lookup, Tsink sink);
+  /// A parser that expands references through `lookup` and hands pairs to `sink` (and the
+  /// numbers of overlong lines to `overlong`, when given).
+  TenvFileParser(Tlookup lookup, Tsink sink, ToverlongSink overlong = nullptr);
 
   /// Reads the next `length` bytes of the text.
   void feed(const char* bytes, std::size_t length);
@@ -64,6 +68,8 @@ class VELACORE_API TenvFileParser {
 
   Tlookup fLookup;
   Tsink fSink;
+  ToverlongSink fOverlongSink;
   std::string fLine;
+  std::size_t fLineNumber = 0;
   bool fOverlong = false;
 };

@@ -11,6 +11,8 @@
 // written and a path that does not exist still has an absolute form.
 #pragma once
 
+#include <velacore/base/TvelacoreApi.h>
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -38,13 +40,13 @@ struct FileStatus {
 
 /// Fills `status` for `path`. Returns 0, or the errno value of the failure (ENOENT for an empty
 /// path); `status` is then left as it was.
-[[nodiscard]] int fileStatus(const std::string& path, FileStatus& status);
+[[nodiscard]] VELACORE_INTERNAL_API int fileStatus(const std::string& path, FileStatus& status);
 
 /// The absolute form of `path`, resolved against the current folder: "." pieces dropped, ".."
 /// pieces climbed (never above the root), runs of "/" made one; a trailing "/" is kept. Returns
 /// 0, or an errno value: EINVAL for an empty path, ENAMETOOLONG when the result would not fit
 /// in PATH_MAX, or what the current-folder query reported.
-[[nodiscard]] int fullPath(const std::string& path, std::string& full);
+[[nodiscard]] VELACORE_INTERNAL_API int fullPath(const std::string& path, std::string& full);
 
 /// One entry of a folder listing.
 struct FolderEntry {
@@ -55,8 +57,8 @@ struct FolderEntry {
 /// The entries of `folder` ("" is the current folder) whose names match the wildcard `pattern`
 /// ("*" any run, "?" one character, "[...]" a class; a leading "." needs no special pattern),
 /// "." and ".." left out, sorted by name. Empty when the folder cannot be read.
-[[nodiscard]] std::vector<FolderEntry> matchingEntries(const std::string& folder,
-                                                       const std::string& pattern);
+[[nodiscard]] VELACORE_INTERNAL_API std::vector<FolderEntry> matchingEntries(
+    const std::string& folder, const std::string& pattern);
 
 /// Every folder at or below `root`: `root` itself first, then depth first, the subfolders of
 /// each folder in name order (symbolic links to folders followed). A folder that links lead to

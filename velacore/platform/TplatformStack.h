@@ -27,9 +27,9 @@ struct TstackFrame {
 
 /// The calling thread's stack, innermost first: the caller of captureStack is frame 0 unless
 /// `skip` frames are left out above it; at most `depth` frames (0 or less: up to 256).
-VELACORE_API std::vector<TstackFrame> captureStack(int skip, int depth);
+VELACORE_INTERNAL_API std::vector<TstackFrame> captureStack(int skip, int depth);
 
 /// A demangled C++ symbol name; `symbol` itself when it is not a mangled name.
-VELACORE_API std::string demangle(const char* symbol);
+VELACORE_INTERNAL_API std::string demangle(const char* symbol);
 
 }  // namespace vela::platform

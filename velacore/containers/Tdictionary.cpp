@@ -2,6 +2,7 @@
 
 #include <velacore/base/TmtScopedLock.h>
 #include <velacore/base/TmtSpinCriticalSection.h>
+#include <velacore/base/internal/Timmortal.h>
 #include <velacore/containers/internal/TbsdRandom.h>
 
 VELA_DEFINE_ABSTRACT_TYPE(TdictionaryNode);
@@ -16,9 +17,10 @@ struct TlevelSource {
   TmtSpinCriticalSection fLock;
 };
 
+// Never destroyed: a static dictionary may still insert while other statics are destroyed.
 TlevelSource& levelSource() {
-  static TlevelSource source;
-  return source;
+  static Timmortal<TlevelSource> sSource;
+  return *sSource;
 }
 
 // The algorithms through the nodes' virtual operations, for dictionaries of any node class.

@@ -1,5 +1,7 @@
 #include <velacore/environment/TpreferenceItem.h>
 
+#include <velacore/base/internal/Timmortal.h>
+
 #include <map>
 #include <memory>
 
@@ -9,8 +11,9 @@ TpreferenceItem::~TpreferenceItem() = default;
 
 namespace {
 std::map<int, std::unique_ptr<TpreferenceItem>>& items() {
-  static std::map<int, std::unique_ptr<TpreferenceItem>> registry;
-  return registry;
+  // Never destroyed: the host's static destructors may still look items up.
+  static Timmortal<std::map<int, std::unique_ptr<TpreferenceItem>>> sRegistry;
+  return *sRegistry;
 }
 }  // namespace
 

@@ -295,7 +295,9 @@ TmallocAllocator::TmallocAllocator() = default;
 TmallocAllocator::~TmallocAllocator() = default;
 
 TmallocAllocator& TmallocAllocator::mallocAllocator() {
-  static Timmortal<TmallocAllocator> sInstance;
+  // Never destroyed (its constructor is private, so not through Timmortal): arenas released
+  // by static destructors still return their pages here.
+  static TmallocAllocator* const sInstance = new TmallocAllocator();
   return *sInstance;
 }
 

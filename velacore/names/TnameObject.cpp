@@ -1,6 +1,7 @@
 #include <velacore/names/TnameObject.h>
 
 #include <velacore/base/TmtCriticalSection.h>
+#include <velacore/base/internal/Timmortal.h>
 #include <velacore/names/Tnamespace.h>
 #include <velacore/names/internal/TnameStore.h>
 
@@ -15,9 +16,10 @@ using vela::names::TstoreLock;
 
 namespace vela::names {
 
+// Never destroyed, like the keyword table below: static name objects leave the store at exit.
 TmtRecursiveMutex& storeLock() {
-  static TmtRecursiveMutex lock;
-  return lock;
+  static Timmortal<TmtRecursiveMutex> sLock;
+  return *sLock;
 }
 
 std::atomic<std::uint64_t>& storeGeneration() {
@@ -36,8 +38,8 @@ struct TkeywordTable {
 };
 
 TkeywordTable& keywordTable() {
-  static TkeywordTable table;  // empty until the first registration
-  return table;
+  static Timmortal<TkeywordTable> sTable;  // empty until the first registration
+  return *sTable;
 }
 
 // Splits "a:b:c" at ':' (an absolute path's leading ':' gives no segment).

@@ -1,5 +1,6 @@
 #include <velacore/names/Tnamespace.h>
 
+#include <velacore/base/internal/Timmortal.h>
 #include <velacore/names/internal/TnameStore.h>
 
 VELA_DEFINE_TYPE(Tnamespace, TnameObject);
@@ -37,8 +38,8 @@ Tnamespace::~Tnamespace() {
 }
 
 Tnamespace* Tnamespace::root() {
-  static Tnamespace* const theRoot = new Tnamespace();  // lives for the whole process
-  return theRoot;
+  static Timmortal<Tnamespace> sRoot;  // lives for the whole process
+  return &*sRoot;
 }
 
 Tnamespace* Tnamespace::current() {

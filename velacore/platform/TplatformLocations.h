@@ -36,7 +36,8 @@ namespace vela::platform {
 /// (skipped when `location` is empty), "/usr/local/share/Corvanta/AppPlugins",
 /// "/usr/share/Corvanta/AppPlugins" and the user's data folder (XDG, normally
 /// "$HOME/.local/share") + "/Corvanta/AppPlugins". They need not exist.
-[[nodiscard]] std::vector<std::string> applicationPluginFolders(const std::string& location);
+[[nodiscard]] VELACORE_INTERNAL_API std::vector<std::string> applicationPluginFolders(
+    const std::string& location);
 
 /// Reads the string `key` of the machine-wide settings of `organization`/`application`: the
 /// INI file "<organization>/<application>.conf" in the first folder of `XDG_CONFIG_DIRS`

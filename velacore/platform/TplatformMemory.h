@@ -48,7 +48,7 @@ VELACORE_INTERNAL_API void trimHeap();
 /// asymmetric fence pair. Costs a system call (or more); meant for rare events. Returns false,
 /// having done nothing, when the system offers no way to do it: the caller must then not rely
 /// on the cheap side.
-[[nodiscard]] VELACORE_API bool barrierAllThreads();
+[[nodiscard]] VELACORE_INTERNAL_API bool barrierAllThreads();
 
 /// Machine-wide memory figures, in bytes.
 struct TsystemMemory {

@@ -4,7 +4,7 @@
 #include <velacore/data/Tdata.h>
 #include <velacore/data/Tfile.h>
 #include <velacore/data/TmetaLetter.h>
-#include <velacore/data/internal/TdataElementOps.h>
+#include <velacore/data/detail/TdataElementOps.h>
 #include <velacore/debug/TdebugOutput.h>
 
 #include <algorithm>

@@ -2,6 +2,7 @@
 //
 //   TargList args("3 1.5 2 -4");
 //   unsigned at = 0;
+//   TdataDoubleArray letter;
 //   letter.readASCII(args, at, 0);      // reads "3 1.5 2 -4"; `at` is 4 afterwards
 //
 // Words are separated by blanks (spaces, tabs, line ends); a word may be quoted with double

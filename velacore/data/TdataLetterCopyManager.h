@@ -14,7 +14,7 @@
 //     out = fresh;
 //   }
 //   out.makeWritable();
-//   ... fill out's array ...
+//   fillArray(out);                                // the producer's own work
 //
 // Policy: at most `capacity` letters are parked (last in, first out: the most recently used
 // buffers are the warmest); a letter offered when the manager is full, a letter that is not on

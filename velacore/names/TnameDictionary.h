@@ -2,6 +2,7 @@
 // (TnameString::strnumcmp), as a skip list (Tdictionary). A null object marks a name that is
 // held without one.
 //
+//   TnameObject a("box9"), b("box10");
 //   TnameDictionary names;
 //   names.insert(TnameString("box9"), &a);
 //   names.insert(TnameString("box10"), &b);

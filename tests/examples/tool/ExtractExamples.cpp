@@ -30,6 +30,8 @@ struct Tblock {
 bool isNotCode(const std::string& header, const std::string& firstLine) {
   static const std::regex assignment(R"(^[A-Z_]+=)");              // environment settings
   return header == "velacore/base/TvelacoreApi.h" ||              // declarations
+         (header == "velacore/types/Tmetaclass.h" &&                // a header and its source
+          firstLine.rfind("// Tshape.h", 0) == 0) ||                //   side by side
          header == "velacore/environment/TenvFileParser.h" ||     // the file's syntax
          firstLine.rfind("on ", 0) == 0 ||                        // command-file lines
          std::regex_search(firstLine, assignment);

@@ -1,5 +1,7 @@
 #include <velacore/environment/TprefOptionVars.h>
 
+#include <velacore/base/TbigEndian.h>
+
 #include <algorithm>
 #include <cstring>
 #include <string_view>
@@ -115,10 +117,8 @@ TprefOptionVars::Tkey TprefOptionVars::keyOf(const Tstring& name, ToptionVar* va
   unsigned char head[16] = {};
   const unsigned length = name.length();
   std::memcpy(head, name.asC(), length < 16 ? length : 16);
-  Tkey key{0, 0, length, var};
-  for (int i = 0; i < 8; ++i) key.hi = key.hi << 8 | head[i];
-  for (int i = 8; i < 16; ++i) key.lo = key.lo << 8 | head[i];
-  return key;
+  return Tkey{TbigEndian::read<std::uint64_t>(head), TbigEndian::read<std::uint64_t>(head + 8),
+              length, var};
 }
 
 int TprefOptionVars::compareKeys(const Tkey& a, const Tkey& b, const Tstring& bName) {

@@ -73,11 +73,10 @@ bool editElement(ToptionVar* v, unsigned index, bool endToo, Edit edit) {
 constexpr std::uint32_t kGrowth = 8;
 
 // The escaped form of a string value: C escapes, then each double quote behind a backslash.
+// One pass that escapes the quotes too gives exactly that, without scanning the text twice.
 void appendEscaped(Tstring& text, const Tstring& value) {
   Tstring escaped(value);
-  escaped.encodeEscapeSequences();
-  escaped.substitute(Tstring("\""), Tstring("\\\""));
-  text.append(escaped);
+  text.append(escaped.encodeEscapeSequences(true));
 }
 
 void appendFlag(Tstring& text, const char* flag, const Tstring& name) {

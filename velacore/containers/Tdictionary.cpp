@@ -24,7 +24,10 @@ TlevelSource& levelSource() {
 }
 
 // The algorithms through the nodes' virtual operations, for dictionaries of any node class.
+// Their comparisons are the node classes' own code, so each is made exactly when the walk
+// needs it.
 struct TvirtualOps {
+  static constexpr bool kPureCompare = false;
   int compare(TdictionaryNode* node, TdictionaryNode& probe) const {
     return node->compare(probe);
   }

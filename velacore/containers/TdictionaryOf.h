@@ -133,6 +133,7 @@ class TdictionaryOf : public Tdictionary {
  private:
   // The algorithms' view of this dictionary's nodes: direct key comparison and links.
   struct Tops {
+    static constexpr bool kPureCompare = true;
     TdictionaryNode* header;
     TdictionaryNode** headerLinks;
     int compare(TdictionaryNode* node, TdictionaryNode& probe) const {

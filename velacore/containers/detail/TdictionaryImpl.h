@@ -1,4 +1,5 @@
 // The skip-list algorithms of Tdictionary, written once over an Ops type:
+//   static constexpr bool kPureCompare   // compare() has no side effects: may run ahead
 //   int compare(TdictionaryNode* node, TdictionaryNode& probe) const   // node's key vs probe's
 //   TdictionaryNode*& fwd(TdictionaryNode* node, int level) const     // also for the header
 //   TdictionaryNode* clone(TdictionaryNode& probe, int level) const
@@ -11,32 +12,78 @@
 // the one where a level above stopped (`stop`) is known not to be smaller and is not compared
 // again. Returns the level-0 successor of the last predecessor, with `equal` telling whether it
 // equals the probe.
+//
+// Ops whose comparison has no side effects (`Ops::kPureCompare`) take a faster walk with the
+// same path: every step also compares the node's successor one level down. Both links sit in
+// the node just reached, so the two keys load side by side; when the level stops there, the
+// lower level's first comparison is already made, instead of waiting for a load that starts only
+// then. Each level's descent thus costs no memory round trip of its own.
 template <class Ops>
 TdictionaryNode* Tdictionary::descend(const Ops& ops, TdictionaryNode& probe, TdictionaryNode* x,
                                       int from, TdictionaryNode* stop, int stopCompare,
                                       TdictionaryNode** update, bool& equal) {
-  for (int level = from; level >= 0; --level) {
-    for (;;) {
-      TdictionaryNode* next = ops.fwd(x, level);
-      if (next == nullptr || next == stop) break;
-      const int c = ops.compare(next, probe);
-      if (c < 0) {
-        x = next;
-        continue;
+  if constexpr (Ops::kPureCompare) {
+    if (from < 0) {
+      equal = false;
+      return nullptr;
+    }
+    // A missing node counts as not smaller (1); `next` and `c` are the current level's.
+    auto compareTo = [&](TdictionaryNode* node) {
+      if (node == nullptr) return 1;
+      return node == stop ? stopCompare : ops.compare(node, probe);
+    };
+    TdictionaryNode* next = ops.fwd(x, from);
+    int c = compareTo(next);
+    for (int level = from;; --level) {
+      if (level == 0) {
+        while (c < 0) {
+          x = next;
+          next = ops.fwd(x, 0);
+          c = next == nullptr ? 1 : ops.compare(next, probe);
+        }
+        update[0] = x;
+        equal = next != nullptr && c == 0;
+        return next;
       }
+      TdictionaryNode* down = ops.fwd(x, level - 1);
+      int cDown = down == next ? c : compareTo(down);
+      while (c < 0) {
+        x = next;
+        next = ops.fwd(x, level);
+        down = ops.fwd(x, level - 1);
+        c = next == nullptr ? 1 : ops.compare(next, probe);
+        cDown = down == next ? c : down == nullptr ? 1 : ops.compare(down, probe);
+      }
+      update[level] = x;
       stop = next;
       stopCompare = c;
-      break;
+      next = down;
+      c = cDown;
     }
-    update[level] = x;
+  } else {
+    for (int level = from; level >= 0; --level) {
+      for (;;) {
+        TdictionaryNode* next = ops.fwd(x, level);
+        if (next == nullptr || next == stop) break;
+        const int c = ops.compare(next, probe);
+        if (c < 0) {
+          x = next;
+          continue;
+        }
+        stop = next;
+        stopCompare = c;
+        break;
+      }
+      update[level] = x;
+    }
+    TdictionaryNode* candidate = from >= 0 ? ops.fwd(x, 0) : nullptr;
+    if (candidate == nullptr) {
+      equal = false;
+      return nullptr;
+    }
+    equal = candidate == stop ? stopCompare == 0 : ops.compare(candidate, probe) == 0;
+    return candidate;
   }
-  TdictionaryNode* candidate = from >= 0 ? ops.fwd(x, 0) : nullptr;
-  if (candidate == nullptr) {
-    equal = false;
-    return nullptr;
-  }
-  equal = candidate == stop ? stopCompare == 0 : ops.compare(candidate, probe) == 0;
-  return candidate;
 }
 
 // Fills update[0 .. fLevel-1] with the probe's predecessors. Without a bookmark (or with an

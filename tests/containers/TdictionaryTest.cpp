@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <random>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -307,4 +308,39 @@ TEST(TindexDictionary, AscendingBookmarkedInsertion) {
   EXPECT_GT(d.levelCount(), 4);
   Tbookmark look;
   for (std::uint32_t k = 0; k < 20000; ++k) ASSERT_EQ(*d.search(k, look), ~k);
+}
+
+// Levels come from a per-thread generator seeded with 1013904223: a thread that builds a
+// dictionary from its start sees exactly the levels the rule gives on the published sequence,
+// whatever other threads draw meanwhile. Two threads run at once (and under ThreadSanitizer).
+TEST(Tdictionary, LevelSequencePerThread) {
+  constexpr std::uint32_t kKeys = 5000;
+  auto build = [](std::vector<int>& levels) {
+    TindexDictionary d;
+    Tbookmark mark;
+    for (std::uint32_t k = 0; k < kKeys; ++k) {
+      if (k % 3 == 0) d.insert(k, 0); else d.insert(k, 0, mark);
+    }
+    levels.assign(kKeys, 0);
+    for (int l = 0; l < d.levelCount(); ++l)
+      for (TdictionaryNode* n = d.forward(l); n != nullptr; n = n->forward(l))
+        ++levels[static_cast<TindexDictionaryNode*>(n)->key()];
+  };
+  std::vector<int> expected;
+  TbsdRandom r(1013904223u);
+  int top = 0;
+  for (std::uint32_t k = 0; k < kKeys; ++k) {
+    int level = 1;
+    while (static_cast<std::uint32_t>(r.next() * 2u) < 0x40000000u && level <= top) ++level;
+    if (level > top) top = level;
+    expected.push_back(level);
+  }
+  std::vector<int> first, second;
+  std::thread a([&] { build(first); });
+  std::thread b([&] { build(second); });
+  a.join();
+  b.join();
+  EXPECT_EQ(first, expected);
+  EXPECT_EQ(second, expected);
+  EXPECT_GT(top, 4);
 }

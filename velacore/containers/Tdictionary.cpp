@@ -1,8 +1,5 @@
 #include <velacore/containers/Tdictionary.h>
 
-#include <velacore/base/TmtScopedLock.h>
-#include <velacore/base/TmtSpinCriticalSection.h>
-#include <velacore/base/internal/Timmortal.h>
 #include <velacore/containers/internal/TbsdRandom.h>
 
 VELA_DEFINE_ABSTRACT_TYPE(TdictionaryNode);
@@ -10,18 +7,16 @@ VELA_DEFINE_TYPE(Tdictionary, TdictionaryNode);
 
 namespace {
 
-// The level generator: one per process, seeded once. Dictionaries on different threads share
-// it, so draws take a spin lock (a few instructions, uncontended in practice).
-struct TlevelSource {
-  vela::containers_internal::TbsdRandom fRandom{1013904223u};
-  TmtSpinCriticalSection fLock;
-};
-
-// Never destroyed: a static dictionary may still insert while other statics are destroyed.
-TlevelSource& levelSource() {
-  static Timmortal<TlevelSource> sSource;
-  return *sSource;
-}
+// The level generator: one per thread, each seeded the same way, so that drawing a level takes
+// no lock. A single-threaded program sees one generator seeded once, as if it were process-wide.
+// The seeded state is computed at compile time: the thread-local needs no start-up code and no
+// guard, and every new thread starts from a copy of it. Initial-exec keeps the access a plain
+// thread-pointer offset (no call) in this shared library; the state is small.
+constexpr std::uint32_t kLevelSeed = 1013904223u;
+#if defined(__GNUC__)
+__attribute__((tls_model("initial-exec")))
+#endif
+thread_local vela::containers_internal::TbsdRandom tLevels{kLevelSeed};
 
 // The algorithms through the nodes' virtual operations, for dictionaries of any node class.
 // Their comparisons are the node classes' own code, so each is made exactly when the walk
@@ -42,7 +37,6 @@ TdictionaryNode::~TdictionaryNode() = default;
 
 Tdictionary::Tdictionary() {
   for (TdictionaryNode*& link : fForward) link = nullptr;
-  levelSource();  // seeds the generator with the first dictionary
 }
 
 Tdictionary::~Tdictionary() { reset(); }
@@ -64,11 +58,10 @@ TdictionaryNode* Tdictionary::clone(int /*level*/) { return nullptr; }
 void Tdictionary::destroy() {}
 
 int Tdictionary::randomLevel() {
-  TlevelSource& source = levelSource();
-  TmtScopedLock guard(source.fLock);
+  vela::containers_internal::TbsdRandom& random = tLevels;
   int level = 1;
   // Each further level with probability 1/4, at most one above the present top.
-  while (static_cast<std::uint32_t>(source.fRandom.next() * 2u) < 0x40000000u) {
+  while (static_cast<std::uint32_t>(random.next() * 2u) < 0x40000000u) {
     if (level > fLevel) break;
     ++level;
   }

@@ -15,7 +15,11 @@
 //
 // Each node is one block holding its key, its value and exactly as many forward pointers as
 // its level (three in four nodes have one). Levels come from the library's own additive
-// feedback generator, seeded once per process, so a program builds the same lists every run.
+// feedback generator, so a program builds the same lists every run. Each thread has its own
+// generator, seeded the same way when the thread starts: a single-threaded program draws one
+// sequence, exactly as from one process-wide generator; when several threads insert, each draws
+// its own copy of that sequence (the same levels for the same order of insertions on each
+// thread), whatever the others do, and no draw takes a lock.
 //
 // Hazards:
 // - Not thread-safe: a dictionary shared between threads needs its users' lock (different

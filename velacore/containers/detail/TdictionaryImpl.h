@@ -86,15 +86,17 @@ TdictionaryNode* Tdictionary::descend(const Ops& ops, TdictionaryNode& probe, Td
   }
 }
 
-// Fills update[0 .. fLevel-1] with the probe's predecessors. Without a bookmark (or with an
-// empty one) the walk starts at the header on the top level. With one, it starts from the
+// Finds the probe's predecessors. Without a bookmark (or with an empty one) the walk starts at
+// the header on the top level and fills update[0 .. fLevel-1]. With one, it starts from the
 // bookmark's nodes: the header counts as smaller than every key.
 // - Its level-0 node is smaller than the probe: climb while the node after the bookmark's node
 //   at that level is still smaller (the probe lies further on), and walk from the bookmark's
-//   node where the climb stopped; the levels above it are still right.
+//   node where the climb stopped; the levels above it are still right. When the probe lies
+//   within a node or two of the bookmark (the usual case for runs of close keys) there is
+//   nothing to walk.
 // - Otherwise the probe lies behind the bookmark: the first level whose bookmark node is
 //   smaller than the probe is right as it is, with every level above it; walk from its node.
-// The levels above the start keep the bookmark's nodes (`kept` is the lowest such level).
+// The levels from `kept` up are the bookmark's own nodes, which update[] does not repeat.
 template <class Ops>
 TdictionaryNode* Tdictionary::findPath(const Ops& ops, TdictionaryNode& probe,
                                        Tbookmark* bookmark, TdictionaryNode** update, int& kept,
@@ -106,37 +108,51 @@ TdictionaryNode* Tdictionary::findPath(const Ops& ops, TdictionaryNode& probe,
   if (marks == nullptr || top < 0 || marks[0] == nullptr || marks[top] == nullptr)
     return descend(ops, probe, this, top, nullptr, 1, update, equal);
 
-  auto smaller = [&](TdictionaryNode* node) {
-    return node == this || ops.compare(node, probe) < 0;
-  };
-  int start;
-  TdictionaryNode* stop = nullptr;
-  int stopCompare = 1;
-  if (smaller(marks[0])) {
-    start = 0;
-    for (;;) {
-      TdictionaryNode* next = ops.fwd(marks[start], start);
+  TdictionaryNode* const mark0 = marks[0];
+  if (mark0 == this || ops.compare(mark0, probe) < 0) {
+    TdictionaryNode* next = ops.fwd(mark0, 0);
+    int c = 1;
+    if (next == nullptr || (c = ops.compare(next, probe)) >= 0) {
+      update[0] = mark0;
+      kept = 1;
+      equal = c == 0;
+      return next;
+    }
+    // One node further (the next key of an ascending run, or the node the last bookmarked
+    // insertion linked): `next` becomes the predecessor on every level where it follows the
+    // bookmark's node, and the bookmark's nodes stay right above those.
+    TdictionaryNode* after = ops.fwd(next, 0);
+    c = 1;
+    if (after == nullptr || (c = ops.compare(after, probe)) >= 0) {
+      update[0] = next;
+      int level = 1;
+      while (level <= top && ops.fwd(marks[level], level) == next) update[level++] = next;
+      kept = level;
+      equal = c == 0;
+      return after;
+    }
+    int start = 1;
+    TdictionaryNode* stop = nullptr;
+    int stopCompare = 1;
+    for (; start <= top; ++start) {
+      next = ops.fwd(marks[start], start);
       if (next == nullptr) break;
-      const int c = ops.compare(next, probe);
+      c = ops.compare(next, probe);
       if (c >= 0) {
         stop = next;
         stopCompare = c;
         break;
       }
-      if (start == top) break;
-      ++start;
     }
-  } else {
-    start = 1;
-    while (start <= top && !smaller(marks[start])) ++start;
-    if (start > top) return descend(ops, probe, this, top, nullptr, 1, update, equal);
-    for (int level = start; level <= top; ++level) update[level] = marks[level];
-    kept = start;
-    return descend(ops, probe, marks[start], start - 1, nullptr, 1, update, equal);
+    if (start > top) start = top;
+    kept = start + 1;
+    return descend(ops, probe, marks[start], start, stop, stopCompare, update, equal);
   }
-  for (int level = start + 1; level <= top; ++level) update[level] = marks[level];
-  kept = start + 1;
-  return descend(ops, probe, marks[start], start, stop, stopCompare, update, equal);
+  int start = 1;
+  while (start <= top && marks[start] != this && ops.compare(marks[start], probe) >= 0) ++start;
+  if (start > top) return descend(ops, probe, this, top, nullptr, 1, update, equal);
+  kept = start;
+  return descend(ops, probe, marks[start], start - 1, nullptr, 1, update, equal);
 }
 
 // findPath, then the bookmark (if any) takes the predecessors it did not already hold.
@@ -180,14 +196,16 @@ TdictionaryNode* Tdictionary::insertWith(const Ops& ops, TdictionaryNode& probe,
   findPath(ops, probe, bookmark, update, kept, equal);
   const int level = randomLevel();
   // Levels kept from the bookmark are right unless something was inserted there without it:
-  // check the ones the new node joins, and search afresh if one is out of date.
+  // take the ones the new node joins, and search afresh if one is out of date.
   for (int l = kept; l < level && l < fLevel; ++l) {
-    TdictionaryNode* next = ops.fwd(update[l], l);
+    TdictionaryNode* mark = bookmark->fNodes[l];
+    TdictionaryNode* next = ops.fwd(mark, l);
     if (next != nullptr && ops.compare(next, probe) < 0) {
       findPath(ops, probe, nullptr, update, kept, equal);
       kept = fLevel;
       break;
     }
+    update[l] = mark;
   }
   if (level > fLevel) {
     for (int l = fLevel; l < level; ++l) update[l] = this;

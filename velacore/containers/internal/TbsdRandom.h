@@ -2,7 +2,8 @@
 // libraries, degree 31): x[i] = x[i-3] + x[i-31] mod 2^32, each result the top 31 bits.
 // Seeding fills the state with the minimal-standard multiplicative generator (16807 mod
 // 2^31-1) and throws away the first 310 results. Ours, so that skip-list levels are the same on
-// every system. Not thread-safe.
+// every system. Not thread-safe. Everything is constexpr, so a generator with a constant seed
+// can be constant-initialised (no start-up code, and a thread_local one needs no guard).
 #pragma once
 
 #include <cstdint>
@@ -11,10 +12,10 @@ namespace vela::containers_internal {
 
 class TbsdRandom {
  public:
-  explicit TbsdRandom(std::uint32_t seed = 1) { seedWith(seed); }
+  constexpr explicit TbsdRandom(std::uint32_t seed = 1) { seedWith(seed); }
 
   /// Restarts the sequence (a seed of 0 counts as 1).
-  void seedWith(std::uint32_t seed) {
+  constexpr void seedWith(std::uint32_t seed) {
     std::int32_t word = seed == 0 ? 1 : static_cast<std::int32_t>(seed);
     fState[0] = static_cast<std::uint32_t>(word);
     for (int i = 1; i < kDegree; ++i) {
@@ -31,7 +32,7 @@ class TbsdRandom {
   }
 
   /// The next result, 0 to 2^31 - 1.
-  std::uint32_t next() {
+  constexpr std::uint32_t next() {
     fState[fFront] += fState[fRear];
     const std::uint32_t result = fState[fFront] >> 1;
     if (++fFront == kDegree) fFront = 0;
@@ -42,9 +43,9 @@ class TbsdRandom {
  private:
   static constexpr int kDegree = 31;
   static constexpr int kSeparation = 3;
-  std::uint32_t fState[kDegree];
-  int fFront;
-  int fRear;
+  std::uint32_t fState[kDegree] = {};
+  int fFront = 0;
+  int fRear = 0;
 };
 
 }  // namespace vela::containers_internal

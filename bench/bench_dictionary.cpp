@@ -8,6 +8,7 @@
 #include <malloc.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <map>
@@ -57,6 +58,23 @@ std::vector<std::uint32_t> randomProbes(std::size_t n) {
   return probes;
 }
 
+// The search path of `key`, walked through the public links: the nodes it moves to along a
+// level (each a load that waits for the one before) and the levels it drops.
+struct Tpath {
+  double advances = 0, levels = 0;
+};
+Tpath pathOf(TindexDictionary& d, std::uint32_t key) {
+  Tpath path;
+  TdictionaryNode* x = &d;
+  for (int level = d.levelCount() - 1; level >= 0; --level, ++path.levels)
+    for (TdictionaryNode* next; (next = x->forward(level)) != nullptr &&
+                                static_cast<TindexDictionaryNode*>(next)->key() < key;) {
+      x = next;
+      ++path.advances;
+    }
+  return path;
+}
+
 void BM_FindRandom_vela(benchmark::State& state) {
   const auto keys = shuffledKeys(std::size_t(state.range(0)));
   TindexDictionary d;
@@ -67,6 +85,16 @@ void BM_FindRandom_vela(benchmark::State& state) {
     benchmark::DoNotOptimize(d.search(probes[i]));
     if (++i == probes.size()) i = 0;
   }
+  // A balanced binary tree's path is about log2(n) dependent loads; compare these with it.
+  Tpath total;
+  for (std::size_t p = 0; p < 4096; ++p) {
+    const Tpath one = pathOf(d, probes[p]);
+    total.advances += one.advances;
+    total.levels += one.levels;
+  }
+  state.counters["advances_per_find"] = total.advances / 4096;
+  state.counters["levels_per_find"] = total.levels / 4096;
+  state.counters["log2_n"] = std::log2(double(state.range(0)));
 }
 BENCHMARK(BM_FindRandom_vela)->Arg(1000)->Arg(1000000);
 

@@ -104,6 +104,18 @@ void BM_IsaObject_dyncast(benchmark::State& state) {
 }
 BENCHMARK(BM_IsaObject_dyncast);
 
+// The virtual typeof() call alone, which every test from an object pays before isa: the floor
+// under BM_IsaObject_vela.
+void BM_TypeofOnly_vela(benchmark::State& state) {
+  auto& o = objects();
+  std::size_t i = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(o.roots[i & 1023]->typeof());
+    ++i;
+  }
+}
+BENCHMARK(BM_TypeofOnly_vela);
+
 // Across the hierarchy: from the root to the side base.
 void BM_IsaSideBase_vela(benchmark::State& state) {
   auto& o = objects();

@@ -38,6 +38,19 @@ void operator delete(void* p, std::size_t bytes) noexcept {
   gRequested -= bytes;
   operator delete(p);
 }
+// The aligned forms too: the dictionary's node pages are aligned blocks.
+void* operator new(std::size_t bytes, std::align_val_t align) {
+  void* p = nullptr;
+  if (posix_memalign(&p, std::max(std::size_t(align), sizeof(void*)), bytes == 0 ? 1 : bytes) != 0)
+    throw std::bad_alloc();
+  gRequested += bytes;
+  gReal += malloc_usable_size(p) + 8;
+  return p;
+}
+void operator delete(void* p, std::align_val_t) noexcept { operator delete(p); }
+void operator delete(void* p, std::size_t bytes, std::align_val_t) noexcept {
+  operator delete(p, bytes);
+}
 
 namespace {
 

@@ -325,6 +325,13 @@ TEST(Tdictionary, LevelSequencePerThread) {
     for (int l = 0; l < d.levelCount(); ++l)
       for (TdictionaryNode* n = d.forward(l); n != nullptr; n = n->forward(l))
         ++levels[static_cast<TindexDictionaryNode*>(n)->key()];
+    // Dictionaries large enough for node pages of their own, made and destroyed while the
+    // other thread does the same.
+    for (int round = 0; round < 50; ++round) {
+      TindexDictionary other;
+      for (std::uint32_t k = 0; k < 300; ++k) other.insert(k, k);
+      EXPECT_GT(other.reservedBytes(), 0u);
+    }
   };
   std::vector<int> expected;
   TbsdRandom r(1013904223u);
@@ -343,4 +350,56 @@ TEST(Tdictionary, LevelSequencePerThread) {
   EXPECT_EQ(first, expected);
   EXPECT_EQ(second, expected);
   EXPECT_GT(top, 4);
+}
+
+// A typed dictionary of counted nodes that also exposes the untyped (virtual) algorithms, so
+// that heap nodes made by clone() and nodes from the dictionary's pages live side by side.
+class TpooledCountedDictionary : public TdictionaryOf<TcountedNode> {
+ public:
+  void addUntyped(std::uint32_t key) {
+    TcountedNode probe(key, key);
+    insertNode(probe);
+  }
+  bool dropUntyped(std::uint32_t key) {
+    TcountedNode probe(key, 0);
+    return removeNode(probe);
+  }
+};
+
+TEST(TdictionaryOf, NodePagesAreReusedAndFreed) {
+  const int before = TcountedNode::sLive;
+  {
+    TpooledCountedDictionary d;
+    for (std::uint32_t k = 0; k < 4000; ++k) {
+      const std::uint32_t key = (k * 7919u) % 4000u;
+      if (k % 5 == 0) d.addUntyped(key); else d.insert(key, key);
+    }
+    EXPECT_GT(d.reservedBytes(), 0u);
+    // Removals by either path, of nodes of either kind, then as many insertions again: the
+    // freed blocks are taken again, so the pages do not grow.
+    for (std::uint32_t key = 0; key < 4000; key += 2) {
+      ASSERT_TRUE(key % 4 == 0 ? d.dropUntyped(key) : d.remove(key));
+    }
+    const std::size_t reserved = d.reservedBytes();
+    for (std::uint32_t key = 0; key < 4000; key += 2) d.insert(key, key + 1);
+    for (int round = 0; round < 20000; ++round) {
+      d.insert(5000, 0);
+      ASSERT_TRUE(d.remove(5000));
+    }
+    EXPECT_LE(d.reservedBytes(), reserved + 4 * TdictionaryNodePool::kPageBytes);
+    EXPECT_EQ(checkShape(d), 4000u);
+    EXPECT_EQ(TcountedNode::sLive - before, 4000);
+
+    // A reset, even through the base class, frees every node and gives the pages back; the
+    // dictionary starts small again.
+    static_cast<Tdictionary&>(d).reset();
+    EXPECT_EQ(TcountedNode::sLive, before);
+    EXPECT_EQ(d.reservedBytes(), 0u);
+    for (std::uint32_t k = 0; k < TdictionaryOf<TcountedNode>::kHeapNodes; ++k) d.insert(k, k);
+    EXPECT_EQ(d.reservedBytes(), 0u);
+    d.reset();
+    for (std::uint32_t k = 0; k < 3000; ++k) d.insert(k, k);
+    EXPECT_EQ(checkShape(d), 3000u);
+  }
+  EXPECT_EQ(TcountedNode::sLive, before);  // the destructor freed nodes of both kinds
 }

@@ -1,9 +1,12 @@
 #include <velacore/containers/Tdictionary.h>
 
+#include <velacore/containers/detail/TdictionaryNodePool.h>
 #include <velacore/containers/internal/TbsdRandom.h>
 
 VELA_DEFINE_ABSTRACT_TYPE(TdictionaryNode);
 VELA_DEFINE_TYPE(Tdictionary, TdictionaryNode);
+
+static_assert(sizeof(Tdictionary) == 144, "the header node keeps its size");
 
 namespace {
 
@@ -50,6 +53,9 @@ void Tdictionary::reset() {
   }
   fLevel = 0;
   for (TdictionaryNode*& link : fForward) link = nullptr;
+  // The nodes are gone, so their pages may go too.
+  if ((fNodeStore & TdictionaryNodePool::kHandleBit) != 0) TdictionaryNodePool::sDestroy(fNodeStore);
+  fNodeStore = 0;
 }
 
 int Tdictionary::compare(TdictionaryNode& /*other*/) { return 0; }

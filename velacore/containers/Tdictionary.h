@@ -32,6 +32,8 @@
 #include <velacore/base/TvelacoreApi.h>
 #include <velacore/types/Tmetaclass.h>
 
+#include <cstdint>
+
 class TdictionaryNode;
 
 /// The predecessors of the last bookmarked search, one per level (all null after reset()).
@@ -81,7 +83,7 @@ class VELACORE_API Tdictionary : public TdictionaryNode {
   /// Frees every node.
   ~Tdictionary() override;
 
-  /// Frees every node; the dictionary is empty afterwards.
+  /// Frees every node (and a typed dictionary's node pages); the dictionary is empty afterwards.
   void reset();
   /// The number of levels in use (0 when empty).
   [[nodiscard]] int levelCount() const { return fLevel; }
@@ -126,6 +128,10 @@ class VELACORE_API Tdictionary : public TdictionaryNode {
   TdictionaryNode* floorWith(const Ops& ops, TdictionaryNode& probe, Tbookmark* bookmark);
 
   int fLevel = 0;
+  /// The node storage of a typed subclass (TdictionaryOf): a count of heap nodes made, then a
+  /// handle of its page pool, which reset() gives back. It fills what would be padding after
+  /// the level count, so the header keeps its size.
+  std::uint32_t fNodeStore = 0;
   TdictionaryNode* fForward[kMaxLevel];
 
  private:

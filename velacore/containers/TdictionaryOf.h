@@ -14,11 +14,18 @@
 //   };
 //
 // Nodes are one block: the node object (with room for one forward pointer) followed by the
-// rest of its level's pointers.
+// rest of its level's pointers. A typed dictionary's first nodes are heap blocks of their own;
+// from the kHeapNodes-th on, nodes of the common levels come from the dictionary's own pages
+// (TdictionaryNodePool), where removed nodes' blocks are reused. Such a node is of a final
+// subclass of Node (same size, same metaclass) whose destroy() gives the block back to its
+// pool, so the untyped algorithms and Tdictionary::reset() free either kind alike. The pages
+// go back to the heap when the dictionary is reset or destroyed.
 #pragma once
 
 #include <velacore/containers/Tdictionary.h>
+#include <velacore/containers/detail/TdictionaryNodePool.h>
 
+#include <cstdint>
 #include <new>
 
 template <class K, class V, class Node>
@@ -52,8 +59,12 @@ class TdictionaryNodeOf : public TdictionaryNode {
 
   /// A new node of `level` (1 to 16) null forward pointers.
   static Node* make(const K& key, const V& value, int level) {
-    void* block = ::operator new(blockBytes(level));
-    Node* node = ::new (block) Node(key, value);
+    return makeIn<Node>(::operator new(blockBytes(level)), key, value, level);
+  }
+  /// A node of class Made (Node or a subclass of its size) in `block` of blockBytes(level).
+  template <class Made>
+  static Node* makeIn(void* block, const K& key, const V& value, int level) {
+    Node* node = ::new (block) Made(key, value);
     TdictionaryNode** links = node->links();
     for (int i = 1; i < level; ++i) links[i] = nullptr;
     return node;
@@ -75,11 +86,30 @@ class TdictionaryNodeOf : public TdictionaryNode {
   TdictionaryNode* fForward[1];
 };
 
+// A node that lives in a TdictionaryNodePool: destroy() gives its block back to the pool.
+template <class Node>
+class TpooledDictionaryNode final : public Node {
+ public:
+  using Node::Node;
+  void destroy() override {
+    this->~TpooledDictionaryNode();
+    TdictionaryNodePool::release(this);
+  }
+};
+
 template <class Node>
 class TdictionaryOf : public Tdictionary {
  public:
   using Key = typename Node::Key;
   using Value = typename Node::Value;
+  /// Nodes made as heap blocks of their own before the dictionary takes pages (small
+  /// dictionaries stay small).
+  static constexpr std::uint32_t kHeapNodes = 128;
+
+  /// The bytes of node pages this dictionary holds (0 while it is small).
+  [[nodiscard]] std::size_t reservedBytes() const {
+    return TdictionaryNodePool::sReservedBytes(fNodeStore);
+  }
 
   /// Adds `key` with `value` (before any equal keys); returns the new node.
   Node* insert(const Key& key, const Value& value) {
@@ -142,11 +172,27 @@ class TdictionaryOf : public Tdictionary {
     TdictionaryNode*& fwd(TdictionaryNode* node, int level) const {
       return node == header ? headerLinks[level] : static_cast<Node*>(node)->links()[level];
     }
+    TdictionaryOf* owner;
     TdictionaryNode* clone(TdictionaryNode& probe, int level) const {
       Node& p = static_cast<Node&>(probe);
-      return Node::make(p.fKey, p.fValue, level);
+      return owner->makeNode(p.fKey, p.fValue, level);
     }
     void destroy(TdictionaryNode* node) const { node->destroy(); }
   };
-  Tops ops() { return Tops{this, fForward}; }
+  Tops ops() { return Tops{this, fForward, this}; }
+
+  // fNodeStore counts the heap nodes made, up to kHeapNodes, then holds the pool's handle.
+  Node* makeNode(const Key& key, const Value& value, int level) {
+    if (fNodeStore < kHeapNodes) {
+      ++fNodeStore;
+      return Node::make(key, value, level);
+    }
+    if (level > TdictionaryNodePool::kLevels) return Node::make(key, value, level);
+    if (fNodeStore == kHeapNodes) fNodeStore = TdictionaryNodePool::sCreate(Node::blockBytes(1));
+    return Node::template makeIn<TpooledDictionaryNode<Node>>(
+        TdictionaryNodePool::sAllocate(fNodeStore, level), key, value, level);
+  }
+  static_assert(sizeof(TpooledDictionaryNode<Node>) == sizeof(Node));
+  static_assert(sizeof(Node) % sizeof(void*) == 0 && alignof(Node) <= sizeof(void*));
+
 };

@@ -1,5 +1,6 @@
 #include <velacore/containers/TindexDictionary.h>
 #include <velacore/containers/internal/TbsdRandom.h>
+#include <velacore/memory/TasanPoison.h>
 
 #include <gtest/gtest.h>
 
@@ -402,4 +403,23 @@ TEST(TdictionaryOf, NodePagesAreReusedAndFreed) {
     EXPECT_EQ(checkShape(d), 3000u);
   }
   EXPECT_EQ(TcountedNode::sLive, before);  // the destructor freed nodes of both kinds
+}
+
+// A removed node's block is poisoned while it waits on its free list: a read through a stale
+// node pointer is reported at once. Needs an AddressSanitizer build with death tests.
+TEST(TdictionaryOf, RemovedNodeIsPoisoned) {
+  if (!TasanPoison::kEnabled || !GTEST_HAS_DEATH_TEST) GTEST_SKIP() << "needs AddressSanitizer";
+  ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+  TindexDictionary d;
+  for (std::uint32_t k = 0; k < 1000; ++k) d.insert(k, k);
+  // A level-1 node made after the first kHeapNodes: it lives in a node page.
+  std::vector<bool> tall(1000);
+  for (TdictionaryNode* n = d.forward(1); n != nullptr; n = n->forward(1))
+    tall[static_cast<TindexDictionaryNode*>(n)->key()] = true;
+  std::uint32_t key = 999;
+  while (tall[key]) --key;
+  ASSERT_GE(key, TindexDictionary::kHeapNodes);
+  TindexDictionaryNode* stale = d.findNode(key);
+  ASSERT_TRUE(d.remove(key));
+  EXPECT_DEATH((void)*static_cast<volatile std::uint32_t*>(&stale->data()), "use-after-poison");
 }

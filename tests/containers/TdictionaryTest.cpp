@@ -1,6 +1,7 @@
 #include <velacore/containers/TindexDictionary.h>
 #include <velacore/containers/internal/TbsdRandom.h>
 #include <velacore/memory/TasanPoison.h>
+#include <velacore/platform/TplatformLargePages.h>
 
 #include <gtest/gtest.h>
 
@@ -403,6 +404,31 @@ TEST(TdictionaryOf, NodePagesAreReusedAndFreed) {
     EXPECT_EQ(checkShape(d), 3000u);
   }
   EXPECT_EQ(TcountedNode::sLive, before);  // the destructor freed nodes of both kinds
+}
+
+// Past a large page's worth of small chunks, node pages come from large pages (when the system
+// grants them); removals and reinsertions there behave, and destruction unmaps them all.
+TEST(TdictionaryOf, BigDictionaryOnLargePages) {
+  const std::size_t mappedBefore = vela::platform::largePageBytesInUse();
+  {
+    TindexDictionary d;
+    Tbookmark mark;
+    constexpr std::uint32_t kKeys = 200000;
+    for (std::uint32_t k = 0; k < kKeys; ++k) d.insert(k, k, mark);
+    EXPECT_GT(d.reservedBytes(), vela::platform::largePageSize());
+    EXPECT_GE(vela::platform::largePageBytesInUse(), mappedBefore);
+    for (std::uint32_t k = 0; k < kKeys; k += 2) ASSERT_TRUE(d.remove(k));
+    for (std::uint32_t k = 0; k < kKeys; k += 4) d.insert(k, k + 1);
+    ASSERT_EQ(checkShape(d), kKeys / 2 + kKeys / 4);
+    std::uint32_t k = 0;
+    for (auto* n = d.first(); n != nullptr; n = TindexDictionary::next(n)) {
+      while (k % 2 == 0 && k % 4 != 0) ++k;
+      ASSERT_EQ(n->key(), k);
+      ASSERT_EQ(n->data(), k % 4 == 0 ? k + 1 : k);
+      ++k;
+    }
+  }
+  EXPECT_EQ(vela::platform::largePageBytesInUse(), mappedBefore);
 }
 
 // A removed node's block is poisoned while it waits on its free list: a read through a stale

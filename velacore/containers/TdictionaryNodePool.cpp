@@ -3,6 +3,7 @@
 #include <velacore/base/TmtCriticalSection.h>
 #include <velacore/base/TmtScopedLock.h>
 #include <velacore/base/internal/Timmortal.h>
+#include <velacore/platform/TplatformLargePages.h>
 
 #include <atomic>
 #include <memory>
@@ -13,6 +14,8 @@ namespace {
 // arena rather than from a mapping of its own.
 constexpr std::size_t kFirstChunkPages = 4;
 constexpr std::size_t kMaxChunkPages = 16;
+// Large pages once the small chunks hold this many large pages' worth.
+constexpr std::size_t kLargeChunksAfter = 1;
 
 struct Thandles {
   TmtCriticalSection fLock;
@@ -72,26 +75,39 @@ std::size_t TdictionaryNodePool::sReservedBytes(std::uint32_t handle) {
 }
 
 TdictionaryNodePool::~TdictionaryNodePool() {
-  std::size_t pages = kFirstChunkPages;
-  for (void* chunk : fChunks) {
-    TasanPoison::unpoison(chunk, pages * kPageBytes);
-    ::operator delete(chunk, std::align_val_t(kPageBytes));
-    if (pages < kMaxChunkPages) pages *= 2;
+  for (const Tchunk& chunk : fChunks) {
+    TasanPoison::unpoison(chunk.base, chunk.bytes);
+    if (chunk.largePages)
+      vela::platform::unmapLargePages(chunk.base, chunk.bytes);
+    else
+      ::operator delete(chunk.base, std::align_val_t(kPageBytes));
   }
 }
 
 void* TdictionaryNodePool::allocateOnNewPage(int level) {
   if (fSpare == fSpareEnd) {
-    std::size_t pages = kFirstChunkPages;
-    for (std::size_t i = 0; i < fChunks.size() && pages < kMaxChunkPages; ++i) pages *= 2;
-    const std::size_t bytes = pages * kPageBytes;
     fChunks.reserve(fChunks.size() + 1);  // so that the push below cannot throw and leak
-    auto* chunk = static_cast<char*>(::operator new(bytes, std::align_val_t(kPageBytes)));
+    Tchunk chunk{nullptr, 0, false};
+    // A big dictionary takes whole large pages: one fault instead of hundreds each, and fewer
+    // misses in the address-translation cache. Only once its small chunks hold a large page's
+    // worth, so that a middling dictionary does not hold a mostly empty large page.
+    const std::size_t large = vela::platform::largePageSize();
+    if (fReserved >= kLargeChunksAfter * large) {
+      chunk.base = vela::platform::mapLargePages(large);
+      chunk.bytes = large;
+      chunk.largePages = chunk.base != nullptr;
+    }
+    if (chunk.base == nullptr) {
+      std::size_t pages = kFirstChunkPages;
+      for (std::size_t i = 0; i < fChunks.size() && pages < kMaxChunkPages; ++i) pages *= 2;
+      chunk.bytes = pages * kPageBytes;
+      chunk.base = ::operator new(chunk.bytes, std::align_val_t(kPageBytes));
+    }
     fChunks.push_back(chunk);
-    fReserved += bytes;
-    TasanPoison::poison(chunk, bytes);
-    fSpare = chunk;
-    fSpareEnd = chunk + bytes;
+    fReserved += chunk.bytes;
+    TasanPoison::poison(chunk.base, chunk.bytes);
+    fSpare = static_cast<char*>(chunk.base);
+    fSpareEnd = fSpare + chunk.bytes;
   }
   char* page = fSpare;
   fSpare += kPageBytes;

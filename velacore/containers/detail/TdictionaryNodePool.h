@@ -2,8 +2,9 @@
 // costs its own bytes and no heap block of its own.
 //
 // Nodes of levels 1 to kLevels are carved from 4 KiB pages, each page holding blocks of one
-// level only; pages come in chunks taken from the heap, and a removed node's block goes on its
-// level's free list for the next node of that level. Every page starts with a small header
+// level only; pages come in chunks taken from the heap (whole large pages once the dictionary is
+// big), and a removed node's block goes on its level's free list for the next node of that
+// level. Every page starts with a small header
 // naming its pool and level, so a block finds its way back from its address alone: a node's
 // virtual destroy() does not know its dictionary. A dictionary names its pool by a 32-bit
 // handle (kHandleBit set) that fits beside its level count, so the header node keeps its size;
@@ -109,5 +110,10 @@ class VELACORE_API TdictionaryNodePool {
   char* fSpare = nullptr;  // the pages of the last chunk not yet given to a level
   char* fSpareEnd = nullptr;
   std::size_t fReserved = 0;
-  std::vector<void*> fChunks;
+  struct Tchunk {
+    void* base;
+    std::size_t bytes;
+    bool largePages;  // mapped whole large pages, else a heap block
+  };
+  std::vector<Tchunk> fChunks;
 };

@@ -93,7 +93,9 @@ TEST(TbsdRandom, PublishedSequence) {
                                     596516649u, 1189641421u};
   for (std::uint32_t e : expected) EXPECT_EQ(r.next(), e);
   TbsdRandom zero(0);  // 0 seeds as 1
-  EXPECT_EQ(zero.next(), 1804289383u);
+  EXPECT_EQ(zero.nextIf(false), 1804289383u);  // a look only
+  EXPECT_EQ(zero.nextIf(true), 1804289383u);
+  EXPECT_EQ(zero.next(), 846930886u);
   // Results stay within 31 bits and come out with about the right frequency below 2^29.
   TbsdRandom s(1013904223u);
   int low = 0;

@@ -31,6 +31,22 @@ class TbsdRandom {
     for (int i = 0; i < 10 * kDegree; ++i) next();
   }
 
+  /// Makes a draw only when `draw` is set, without branching on it: the result the draw gives,
+  /// or would give (the state is then left as it was).
+  constexpr std::uint32_t nextIf(bool draw) {
+    const std::uint32_t old = fState[fFront];
+    const std::uint32_t sum = old + fState[fRear];
+    // Masks rather than conditions, which compilers like to turn back into branches.
+    const std::uint32_t keep = std::uint32_t(draw) - 1u;  // all ones when not drawing
+    fState[fFront] = (sum & ~keep) | (old & keep);
+    const int step = int(draw);
+    fFront += step;
+    fRear += step;
+    if (fFront == kDegree) fFront = 0;
+    if (fRear == kDegree) fRear = 0;
+    return sum >> 1;
+  }
+
   /// The next result, 0 to 2^31 - 1.
   constexpr std::uint32_t next() {
     fState[fFront] += fState[fRear];

@@ -5,6 +5,7 @@
 #include <velacore/geometry/Tquaternion.h>
 #include <velacore/geometry/TrotateXYZ.h>
 #include <velacore/geometry/TxformMatrix.h>
+#include <velacore/geometry/internal/TxformInverse.h>
 
 #include <benchmark/benchmark.h>
 #include <Eigen/Dense>
@@ -207,6 +208,48 @@ void BM_Inverse_eigen(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_Inverse_eigen);
+
+// The portable inverse kernel alone, as a processor without AVX2 runs it (inverse() takes the
+// fastest kernel the processor has); the peer is the same Eigen inverse as above.
+void BM_InversePortable_vela(benchmark::State& state) {
+  struct Tstored {  // the components as the kernels read them
+    double v[8][4];
+    double rotation[4];
+    vela::geometry_internal::TinverseParts parts;
+  };
+  std::vector<Tstored> stored(kInputs);
+  for (int n = 0; n < kInputs; ++n) {
+    const TxformMatrix& x = inputs().xforms[n];
+    Tstored& s = stored[n];
+    const TdblVector sp = x.scalePivot(), rp = x.rotatePivot();
+    const double triples[8][3] = {
+        {x.scale()[0], x.scale()[1], x.scale()[2]},
+        {x.shear()[0], x.shear()[1], x.shear()[2]},
+        {x.translation()[0], x.translation()[1], x.translation()[2]},
+        {-sp[0], -sp[1], -sp[2]},
+        {x.scaleTranslation()[0], x.scaleTranslation()[1], x.scaleTranslation()[2]},
+        {-rp[0], -rp[1], -rp[2]},
+        {x.rotateTranslation()[0], x.rotateTranslation()[1], x.rotateTranslation()[2]},
+        {x.parentScaleInverse()[0], x.parentScaleInverse()[1], x.parentScaleInverse()[2]}};
+    for (int i = 0; i < 8; ++i)
+      for (int j = 0; j < 4; ++j) s.v[i][j] = j < 3 ? triples[i][j] : 0.0;
+    const Tquaternion q = x.rotation();
+    s.rotation[0] = q.x;
+    s.rotation[1] = q.y;
+    s.rotation[2] = q.z;
+    s.rotation[3] = q.w;
+    s.parts = {s.v[0], s.v[1], s.v[2], s.v[3], s.v[4], s.v[5], s.v[6], s.v[7], s.rotation};
+  }
+  int i = 0;
+  for (auto _ : state) {
+    T4dDblMatrix m;
+    vela::geometry_internal::invertPortable(stored[i].parts, m.fMatrix);
+    benchmark::DoNotOptimize(m);
+    i = (i + 1) % kInputs;
+  }
+}
+BENCHMARK(BM_InversePortable_vela);
+BENCHMARK(BM_Inverse_eigen)->Name("BM_InversePortable_eigen");
 
 // The general inverse of any 4x4 matrix, ours against Eigen's (no target; for reference).
 void BM_GeneralInverse_vela(benchmark::State& state) {

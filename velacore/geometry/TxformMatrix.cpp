@@ -1,5 +1,7 @@
 #include <velacore/geometry/TxformMatrix.h>
 
+#include <velacore/geometry/internal/TxformInverse.h>
+
 #include <atomic>
 #include <cmath>
 #include <cstring>
@@ -20,32 +22,6 @@ T4dDblMatrix diagonal(double a, double b, double c) {
   m.fMatrix[1][1] = b;
   m.fMatrix[2][2] = c;
   return m;
-}
-
-// 1/s and 1/p for the inverse. Division is slow and the inverse needs six, so one division of
-// the product of all six gives them all through products; when an intermediate value leaves
-// the normal range (a huge or tiny scale) each is divided separately instead.
-void reciprocals(const Tscale& s, const Tscale& p, double (&is)[3], double (&ip)[3]) {
-  const double s01 = s[0] * s[1], p01 = p[0] * p[1];
-  const double ss = s01 * s[2], ps = p01 * p[2];
-  const double total = ss * ps;
-  if (std::isnormal(s01) && std::isnormal(p01) && std::isnormal(ss) && std::isnormal(ps) &&
-      std::isnormal(total)) {
-    const double r = 1.0 / total;
-    const double rs = ps * r;  // 1 / (s0 s1 s2)
-    const double rp = ss * r;  // 1 / (p0 p1 p2)
-    is[0] = s[1] * s[2] * rs;
-    is[1] = s[0] * s[2] * rs;
-    is[2] = s01 * rs;
-    ip[0] = p[1] * p[2] * rp;
-    ip[1] = p[0] * p[2] * rp;
-    ip[2] = p01 * rp;
-    return;
-  }
-  for (int i = 0; i < 3; ++i) {
-    is[i] = 1.0 / s[i];
-    ip[i] = 1.0 / p[i];
-  }
 }
 
 using Tblock = double[3][3];
@@ -513,44 +489,18 @@ T4dDblMatrix TxformMatrix::matrix(const Tshear2& upper) const {
 }
 
 T4dDblMatrix TxformMatrix::inverse() const {
-  const bool parentInverse = applyParentScaleInverse();
-  const Tscale& s = fScale;
-  const Tscale& p = fParentScaleInverse;
-  // One named result for every return, so that it is built in place (a copy of a matrix
-  // written element by element stalls on store forwarding).
-  T4dDblMatrix m;
-  for (int i = 0; i < 3; ++i)
-    if (s[i] == 0.0 || (parentInverse && p[i] == 0.0)) return m;  // singular: the identity
-  double R[3][3];
-  rotation().rotationRows(R);
-  // The unit lower-triangular shear I + N inverts to I - N + N*N: rows (1, 0, 0), (-c0, 1, 0),
-  // (c0*c2 - c1, -c2, 1). Applied always: a branch costs more than its five flops.
-  const double c0 = fShear[0], c2 = fShear[2], c02 = c0 * c2 - fShear[1];
-  double is[3], ip[3];
-  reciprocals(s, parentInverse ? p : Tscale(), is, ip);
-
-  // Upper block: (diag(s) * Sh * R * diag(p))^-1 = diag(1/p) * transpose(R) * Sh^-1 * diag(1/s).
-  for (int i = 0; i < 3; ++i) {
-    const double r0 = R[0][i] * ip[i], r1 = R[1][i] * ip[i], r2 = R[2][i] * ip[i];
-    m.fMatrix[i][0] = (r0 - c0 * r1 + c02 * r2) * is[0];
-    m.fMatrix[i][1] = (r1 - c2 * r2) * is[1];
-    m.fMatrix[i][2] = r2 * is[2];
+  static const vela::geometry_internal::TxformInverseKernel sKernel =
+      vela::geometry_internal::xformInverseKernel();
+  T4dDblMatrix m;  // the identity: the answer for a singular transform
+  // The cached rotation is read in place when it is fresh: a copy would be written as four
+  // doubles and read back as one wide load, which stalls on store forwarding.
+  if (rotationNeedsRecomputing()) {
+    const Tquaternion q = recomputeRotation();
+    const double rotation[4] = {q.x, q.y, q.z, q.w};
+    sKernel(*this, rotation, m.fMatrix);
+  } else {
+    sKernel(*this, &fRotationCache.value.x, m.fMatrix);
   }
-
-  // Fourth row: the origin taken back through every inverted factor, the last factor first.
-  const TdblVector& t = fTranslation;
-  const TdblVector& sp = fScalePivot;  // negated forms, as stored
-  const TdblVector& rp = fRotatePivot;
-  const TdblVector& st = fScaleTranslation;
-  const TdblVector& rt = fRotateTranslation;
-  double v[3];
-  for (int j = 0; j < 3; ++j) v[j] = rp[j] - rt[j] - t[j] * ip[j];  // t - t/p - t = -t/p
-  double w[3];
-  for (int j = 0; j < 3; ++j)
-    w[j] = v[0] * R[j][0] + v[1] * R[j][1] + v[2] * R[j][2] - rp[j] - st[j] + sp[j];
-  m.fMatrix[3][0] = (w[0] - c0 * w[1] + c02 * w[2]) * is[0] - sp[0];
-  m.fMatrix[3][1] = (w[1] - c2 * w[2]) * is[1] - sp[1];
-  m.fMatrix[3][2] = w[2] * is[2] - sp[2];
   return m;
 }
 

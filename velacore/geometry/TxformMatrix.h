@@ -39,6 +39,10 @@
 #include <velacore/geometry/TrotateXYZ.h>
 #include <velacore/geometry/TxformSpace.h>
 
+namespace vela::geometry_internal {
+struct TxformInverseAccess;
+}
+
 class VELACORE_API TxformMatrix {
  public:
   using TrotOrder = TrotateXYZ::TrotOrder;
@@ -160,6 +164,8 @@ class VELACORE_API TxformMatrix {
   [[nodiscard]] T4dDblMatrix inverse() const;
 
  private:
+  // The inverse kernels read the components in place.
+  friend struct vela::geometry_internal::TxformInverseAccess;
   static TdblVector negated(const TdblVector& v) { return TdblVector(-v[0], -v[1], -v[2]); }
   void setFlag(std::uint8_t bit, bool on) {
     fFlags = static_cast<std::uint8_t>(on ? (fFlags | bit) : (fFlags & ~bit));

@@ -11,6 +11,7 @@
 #include <Eigen/Dense>
 #include <Eigen/Geometry>
 
+#include <cmath>
 #include <random>
 #include <vector>
 
@@ -184,6 +185,23 @@ void BM_EulerToQuat_eigen(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_EulerToQuat_eigen)->DenseRange(0, 5);
+
+// What both conversions share: the three half-angle sines and cosines (the libm call each side
+// makes per angle), with nothing else.
+void BM_EulerSincosOnly_libm(benchmark::State& state) {
+  const auto& rs = inputs().eulers;
+  int i = 0;
+  for (auto _ : state) {
+    const double a[3] = {rs[i].x, rs[i].y, rs[i].z};
+    for (double angle : a) {
+      double s = std::sin(0.5 * angle), c = std::cos(0.5 * angle);
+      benchmark::DoNotOptimize(s);
+      benchmark::DoNotOptimize(c);
+    }
+    i = (i + 1) % kInputs;
+  }
+}
+BENCHMARK(BM_EulerSincosOnly_libm);
 
 // The inverse of the composed matrix: ours from the components, Eigen's general 4x4 inverse.
 void BM_Inverse_vela(benchmark::State& state) {

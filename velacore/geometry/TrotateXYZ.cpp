@@ -23,48 +23,72 @@ Tquaternion TrotateXYZ::axisQuaternion(int axis, double angle) {
 
 namespace {
 
-// (c + s*e) * q for the unit axis e of `axis`: the Hamilton product with an axis quaternion,
+// (c + s*e) * q for the unit axis e of kAxis: the Hamilton product with an axis quaternion,
 // written out so that its three zero components cost nothing (8 products instead of 16).
-Tquaternion axisTimes(int axis, double s, double c, const Tquaternion& q) {
-  switch (axis) {
-    case 0:
-      return Tquaternion(c * q.x + s * q.w, c * q.y - s * q.z, c * q.z + s * q.y,
-                         c * q.w - s * q.x);
-    case 1:
-      return Tquaternion(c * q.x + s * q.z, c * q.y + s * q.w, c * q.z - s * q.x,
-                         c * q.w - s * q.y);
-    default:
-      return Tquaternion(c * q.x - s * q.y, c * q.y + s * q.x, c * q.z + s * q.w,
-                         c * q.w - s * q.z);
+template <int kAxis>
+Tquaternion axisTimes(double s, double c, const Tquaternion& q) {
+  if (kAxis == 0)
+    return Tquaternion(c * q.x + s * q.w, c * q.y - s * q.z, c * q.z + s * q.y, c * q.w - s * q.x);
+  if (kAxis == 1)
+    return Tquaternion(c * q.x + s * q.z, c * q.y + s * q.w, c * q.z - s * q.x, c * q.w - s * q.y);
+  return Tquaternion(c * q.x - s * q.y, c * q.y + s * q.x, c * q.z + s * q.w, c * q.w - s * q.z);
+}
+
+// Applies the axis quaternion (s, c) after `r`, unless its w is exactly 1 (no rotation, or one
+// too small to show). The first factor is taken as it is, so that a rotation about one axis
+// gives the exact axis quaternion.
+template <int kAxis>
+void applyAxis(double s, double c, Tquaternion& r, bool& any) {
+  if (c == 1.0) return;
+  if (any) {
+    r = axisTimes<kAxis>(s, c, r);
+    return;
   }
+  (kAxis == 0 ? r.x : kAxis == 1 ? r.y : r.z) = s;
+  r.w = c;
+  any = true;
+}
+
+// The product for one order, straight-line: the three half-angle sines and cosines first (an
+// angle of exactly 0 keeps the identity's), then the products, each later axis on the left.
+template <int kFirst, int kSecond, int kThird>
+Tquaternion eulerQuaternion(const double (&angles)[3]) {
+  constexpr int kAxis[3] = {kFirst, kSecond, kThird};
+  double s[3] = {0.0, 0.0, 0.0}, c[3] = {1.0, 1.0, 1.0};
+  for (int i = 0; i < 3; ++i) {
+    const double a = angles[kAxis[i]];
+    if (a == 0.0) continue;
+    // Both unconditionally, so that the compiler fuses them into one sincos call.
+    c[i] = std::cos(0.5 * a);
+    s[i] = std::sin(0.5 * a);
+  }
+  Tquaternion r;
+  bool any = false;
+  applyAxis<kFirst>(s[0], c[0], r, any);
+  applyAxis<kSecond>(s[1], c[1], r, any);
+  applyAxis<kThird>(s[2], c[2], r, any);
+  return r;
 }
 
 }  // namespace
 
 Tquaternion TrotateXYZ::asQuaternion() const {
-  if (order < 0 || order > 5) return Tquaternion();
   const double angles[3] = {x, y, z};
-  Tquaternion result;
-  bool any = false;
-  for (int i = 0; i < 3; ++i) {
-    const int axis = kAxes[order][i];
-    const double a = angles[axis];
-    if (a == 0.0) continue;
-    // Both unconditionally, so that the compiler can fuse them into one sincos call.
-    const double c = std::cos(0.5 * a);
-    const double s = std::sin(0.5 * a);
-    if (c == 1.0) continue;  // no rotation (or one too small to show): skip the product
-    // A later axis applies after the earlier ones, so it multiplies on the left.
-    if (any) {
-      result = axisTimes(axis, s, c, result);
-    } else {
-      result = Tquaternion();
-      (axis == 0 ? result.x : axis == 1 ? result.y : result.z) = s;
-      result.w = c;
-      any = true;
-    }
+  switch (order) {  // first axis applied first, as the enumerators read
+    case kXYZ:
+      return eulerQuaternion<0, 1, 2>(angles);
+    case kYZX:
+      return eulerQuaternion<1, 2, 0>(angles);
+    case kZXY:
+      return eulerQuaternion<2, 0, 1>(angles);
+    case kXZY:
+      return eulerQuaternion<0, 2, 1>(angles);
+    case kYXZ:
+      return eulerQuaternion<1, 0, 2>(angles);
+    case kZYX:
+      return eulerQuaternion<2, 1, 0>(angles);
   }
-  return result;
+  return Tquaternion();  // an order above 5: no rotation
 }
 
 TrotateXYZ TrotateXYZ::fromMatrix(const T4dDblMatrix& m, TrotOrder order) {

@@ -406,6 +406,19 @@ TEST(TdictionaryOf, NodePagesAreReusedAndFreed) {
     EXPECT_EQ(checkShape(d), 3000u);
   }
   EXPECT_EQ(TcountedNode::sLive, before);  // the destructor freed nodes of both kinds
+
+  // A dictionary built on one thread, handed over, then changed and destroyed on another (its
+  // pages belong to the dictionary, not to the thread that made them).
+  TindexDictionary* handed = nullptr;
+  std::thread maker([&] {
+    handed = new TindexDictionary();
+    for (std::uint32_t k = 0; k < 3000; ++k) handed->insert(k, k);
+  });
+  maker.join();
+  for (std::uint32_t k = 0; k < 3000; k += 3) ASSERT_TRUE(handed->remove(k));
+  for (std::uint32_t k = 5000; k < 6000; ++k) handed->insert(k, k);
+  EXPECT_EQ(checkShape(*handed), 3000u);
+  delete handed;
 }
 
 // Past a large page's worth of small chunks, node pages come from large pages (when the system

@@ -166,13 +166,13 @@ class TdictionaryOf : public Tdictionary {
     static constexpr bool kPureCompare = true;
     TdictionaryNode* header;
     TdictionaryNode** headerLinks;
+    TdictionaryOf* owner;  // makes the nodes
     int compare(TdictionaryNode* node, TdictionaryNode& probe) const {
       return Node::compareKeys(static_cast<Node*>(node)->fKey, static_cast<Node&>(probe).fKey);
     }
     TdictionaryNode*& fwd(TdictionaryNode* node, int level) const {
       return node == header ? headerLinks[level] : static_cast<Node*>(node)->links()[level];
     }
-    TdictionaryOf* owner;
     TdictionaryNode* clone(TdictionaryNode& probe, int level) const {
       Node& p = static_cast<Node&>(probe);
       return owner->makeNode(p.fKey, p.fValue, level);
@@ -194,5 +194,4 @@ class TdictionaryOf : public Tdictionary {
   }
   static_assert(sizeof(TpooledDictionaryNode<Node>) == sizeof(Node));
   static_assert(sizeof(Node) % sizeof(void*) == 0 && alignof(Node) <= sizeof(void*));
-
 };

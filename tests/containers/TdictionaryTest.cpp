@@ -81,9 +81,25 @@ class TcountedDictionary : public Tdictionary {
   }
 };
 
+// A node whose key needs 16-byte alignment, more than node pages give.
+struct alignas(16) TwideKey {
+  std::uint64_t fHigh = 0;
+  std::uint64_t fLow = 0;
+};
+class TwideNode : public TdictionaryNodeOf<TwideKey, std::uint32_t, TwideNode> {
+  VELA_DECLARE_TYPE(TwideNode);
+
+ public:
+  using TdictionaryNodeOf::TdictionaryNodeOf;
+  static int compareKeys(const TwideKey& a, const TwideKey& b) {
+    return (a.fLow > b.fLow) - (a.fLow < b.fLow);
+  }
+};
+
 }  // namespace
 
 VELA_DEFINE_TYPE(TcountedNode, TdictionaryNode);
+VELA_DEFINE_TYPE(TwideNode, TdictionaryNode);
 
 TEST(TbsdRandom, PublishedSequence) {
   // The well-known first results of the BSD/GNU random() after srandom(1).
@@ -419,6 +435,20 @@ TEST(TdictionaryOf, NodePagesAreReusedAndFreed) {
   for (std::uint32_t k = 5000; k < 6000; ++k) handed->insert(k, k);
   EXPECT_EQ(checkShape(*handed), 3000u);
   delete handed;
+}
+
+// Nodes that need more alignment than node pages give stay heap blocks of their own.
+TEST(TdictionaryOf, OverAlignedNodesStayOnTheHeap) {
+  TdictionaryOf<TwideNode> d;
+  for (std::uint64_t k = 0; k < 1000; ++k) d.insert(TwideKey{0, k * 3}, std::uint32_t(k));
+  EXPECT_EQ(d.reservedBytes(), 0u);
+  std::uint64_t expect = 0;
+  for (TwideNode* n = d.first(); n != nullptr; n = TdictionaryOf<TwideNode>::next(n)) {
+    ASSERT_EQ(reinterpret_cast<std::uintptr_t>(&n->key()) % 16, 0u);
+    ASSERT_EQ(n->key().fLow, expect);
+    expect += 3;
+  }
+  EXPECT_EQ(expect, 3000u);
 }
 
 // Past a large page's worth of small chunks, node pages come from large pages (when the system

@@ -135,6 +135,13 @@ class VELACORE_API Tdictionary : public TdictionaryNode {
   TdictionaryNode* fForward[kMaxLevel];
 
  private:
+  // Small and on every bookmarked step: always inlined where the compiler allows it.
+  template <class Ops>
+#if defined(__GNUC__)
+  __attribute__((always_inline))
+#endif
+  inline bool nearPath(const Ops& ops, TdictionaryNode& probe, Tbookmark* bookmark,
+                TdictionaryNode** update, int& kept, bool& equal, TdictionaryNode*& found);
   template <class Ops>
   TdictionaryNode* findPath(const Ops& ops, TdictionaryNode& probe, Tbookmark* bookmark,
                             TdictionaryNode** update, int& kept, bool& equal);

@@ -86,14 +86,50 @@ TdictionaryNode* Tdictionary::descend(const Ops& ops, TdictionaryNode& probe, Td
   }
 }
 
+// The usual case of a bookmark, kept small enough to inline into its callers: the probe lies
+// right after the bookmark's level-0 node, or one node further (the next key of an ascending
+// run, or the node the last bookmarked insertion linked). Then there is nothing to walk: in the
+// second case `next` becomes the predecessor on every level where it follows the bookmark's
+// node, and the bookmark's nodes stay right above those. Answers false, with nothing set, in
+// every other case (findPath's). On true, `found` is the level-0 successor of the predecessor.
+template <class Ops>
+bool Tdictionary::nearPath(const Ops& ops, TdictionaryNode& probe, Tbookmark* bookmark,
+                           TdictionaryNode** update, int& kept, bool& equal,
+                           TdictionaryNode*& found) {
+  if (bookmark == nullptr || fLevel == 0) return false;
+  TdictionaryNode* const* marks = bookmark->fNodes;
+  const int top = fLevel - 1;
+  TdictionaryNode* const mark0 = marks[0];
+  if (mark0 == nullptr || marks[top] == nullptr) return false;
+  if (mark0 != this && ops.compare(mark0, probe) >= 0) return false;
+  TdictionaryNode* next = ops.fwd(mark0, 0);
+  int c = 1;
+  if (next == nullptr || (c = ops.compare(next, probe)) >= 0) {
+    update[0] = mark0;
+    kept = 1;
+    equal = c == 0;
+    found = next;
+    return true;
+  }
+  TdictionaryNode* after = ops.fwd(next, 0);
+  c = 1;
+  if (after != nullptr && (c = ops.compare(after, probe)) < 0) return false;
+  update[0] = next;
+  int level = 1;
+  while (level <= top && ops.fwd(marks[level], level) == next) update[level++] = next;
+  kept = level;
+  equal = c == 0;
+  found = after;
+  return true;
+}
+
 // Finds the probe's predecessors. Without a bookmark (or with an empty one) the walk starts at
 // the header on the top level and fills update[0 .. fLevel-1]. With one, it starts from the
 // bookmark's nodes: the header counts as smaller than every key.
 // - Its level-0 node is smaller than the probe: climb while the node after the bookmark's node
 //   at that level is still smaller (the probe lies further on), and walk from the bookmark's
-//   node where the climb stopped; the levels above it are still right. When the probe lies
-//   within a node or two of the bookmark (the usual case for runs of close keys) there is
-//   nothing to walk.
+//   node where the climb stopped; the levels above it are still right. (Callers try nearPath
+//   first for the probes right after the bookmark.)
 // - Otherwise the probe lies behind the bookmark: the first level whose bookmark node is
 //   smaller than the probe is right as it is, with every level above it; walk from its node.
 // The levels from `kept` up are the bookmark's own nodes, which update[] does not repeat.
@@ -110,34 +146,13 @@ TdictionaryNode* Tdictionary::findPath(const Ops& ops, TdictionaryNode& probe,
 
   TdictionaryNode* const mark0 = marks[0];
   if (mark0 == this || ops.compare(mark0, probe) < 0) {
-    TdictionaryNode* next = ops.fwd(mark0, 0);
-    int c = 1;
-    if (next == nullptr || (c = ops.compare(next, probe)) >= 0) {
-      update[0] = mark0;
-      kept = 1;
-      equal = c == 0;
-      return next;
-    }
-    // One node further (the next key of an ascending run, or the node the last bookmarked
-    // insertion linked): `next` becomes the predecessor on every level where it follows the
-    // bookmark's node, and the bookmark's nodes stay right above those.
-    TdictionaryNode* after = ops.fwd(next, 0);
-    c = 1;
-    if (after == nullptr || (c = ops.compare(after, probe)) >= 0) {
-      update[0] = next;
-      int level = 1;
-      while (level <= top && ops.fwd(marks[level], level) == next) update[level++] = next;
-      kept = level;
-      equal = c == 0;
-      return after;
-    }
-    int start = 1;
+    int start = 0;
     TdictionaryNode* stop = nullptr;
     int stopCompare = 1;
     for (; start <= top; ++start) {
-      next = ops.fwd(marks[start], start);
+      TdictionaryNode* next = ops.fwd(marks[start], start);
       if (next == nullptr) break;
-      c = ops.compare(next, probe);
+      const int c = ops.compare(next, probe);
       if (c >= 0) {
         stop = next;
         stopCompare = c;
@@ -161,7 +176,9 @@ TdictionaryNode* Tdictionary::markedPath(const Ops& ops, TdictionaryNode& probe,
                                          Tbookmark* bookmark, TdictionaryNode** update,
                                          bool& equal) {
   int kept;
-  TdictionaryNode* candidate = findPath(ops, probe, bookmark, update, kept, equal);
+  TdictionaryNode* candidate;
+  if (!nearPath(ops, probe, bookmark, update, kept, equal, candidate))
+    candidate = findPath(ops, probe, bookmark, update, kept, equal);
   if (bookmark != nullptr)
     for (int level = 0; level < kept; ++level) bookmark->fNodes[level] = update[level];
   return candidate;
@@ -193,7 +210,9 @@ TdictionaryNode* Tdictionary::insertWith(const Ops& ops, TdictionaryNode& probe,
   TdictionaryNode* update[kMaxLevel];
   int kept;
   bool equal;
-  findPath(ops, probe, bookmark, update, kept, equal);
+  TdictionaryNode* found;
+  if (!nearPath(ops, probe, bookmark, update, kept, equal, found))
+    findPath(ops, probe, bookmark, update, kept, equal);
   const int level = randomLevel();
   // Levels kept from the bookmark are right unless something was inserted there without it:
   // take the ones the new node joins, and search afresh if one is out of date.

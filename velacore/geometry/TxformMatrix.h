@@ -161,6 +161,8 @@ class VELACORE_API TxformMatrix {
   /// The inverse of matrix(), composed from the inverted factors in reverse order and written
   /// out in closed form: the block is diag(1/p) * transpose(R) * Sh^-1 * diag(1/s) and the
   /// fourth row is the origin taken back through each factor, with no general 4x4 inversion.
+  /// Processors with AVX2 and FMA take a wider path with fused multiply-adds, so the last bits
+  /// of the result can differ from one processor to another.
   [[nodiscard]] T4dDblMatrix inverse() const;
 
  private:

@@ -121,6 +121,23 @@ TEST(TrotateXYZ, EveryOrderMatchesTheProductOfAxisMatrices) {
                                     axisMatrix(axes[order][2], a[axes[order][2]]);
       EXPECT_TRUE(r.asMatrix().isEquivalent(expected, 1e-12)) << "order " << order;
     }
+  // Exactly the Hamilton product of the axis quaternions, later axes on the left (the first two
+  // multiplied first), with any of the angles zero: the written-out products must round as
+  // the plain product does.
+  for (int order = 0; order < 6; ++order)
+    for (int zeros = 0; zeros < 8; ++zeros) {
+      double a[3] = {rnd(-kPi, kPi), rnd(-kPi, kPi), rnd(-kPi, kPi)};
+      for (int i = 0; i < 3; ++i)
+        if (zeros & (1 << i)) a[i] = 0.0;
+      const int* ax = axes[order];
+      const Tquaternion plain = TrotateXYZ::axisQuaternion(ax[2], a[ax[2]]) *
+                                (TrotateXYZ::axisQuaternion(ax[1], a[ax[1]]) *
+                                 TrotateXYZ::axisQuaternion(ax[0], a[ax[0]]));
+      EXPECT_EQ(TrotateXYZ(a[0], a[1], a[2], static_cast<TrotateXYZ::TrotOrder>(order))
+                    .asQuaternion(),
+                plain)
+          << "order " << order << " zeros " << zeros;
+    }
   // An order above 5 is no rotation.
   EXPECT_EQ(TrotateXYZ(1, 2, 3, static_cast<TrotateXYZ::TrotOrder>(6)).asQuaternion(),
             Tquaternion());

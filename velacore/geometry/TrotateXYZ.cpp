@@ -34,46 +34,74 @@ Tquaternion axisTimes(double s, double c, const Tquaternion& q) {
   return Tquaternion(c * q.x - s * q.y, c * q.y + s * q.x, c * q.z + s * q.w, c * q.w - s * q.z);
 }
 
-// Applies the axis quaternion (s, c) after `r`, unless its w is exactly 1 (no rotation, or one
-// too small to show). The first factor is taken as it is, so that a rotation about one axis
-// gives the exact axis quaternion.
+// The axis quaternion itself: s in the axis component, c in w.
 template <int kAxis>
-void applyAxis(double s, double c, Tquaternion& r, bool& any) {
-  if (c == 1.0) return;
-  if (any) {
-    r = axisTimes<kAxis>(s, c, r);
-    return;
-  }
-  (kAxis == 0 ? r.x : kAxis == 1 ? r.y : r.z) = s;
-  r.w = c;
-  any = true;
+Tquaternion axisQuat(double s, double c) {
+  Tquaternion q;
+  (kAxis == 0 ? q.x : kAxis == 1 ? q.y : q.z) = s;
+  q.w = c;
+  return q;
 }
 
-// The product for one order, straight-line: the three half-angle sines and cosines first (an
-// angle of exactly 0 keeps the identity's), then the products, each later axis on the left.
+// (cb + sb*eb) * (ca + sa*ea) for two different axes: four products, since the cross term is
+// the third axis (eb x ea is minus it when b follows a in x, y, z, x, and plus it otherwise).
+template <int kA, int kB>
+Tquaternion twoAxes(double sa, double ca, double sb, double cb) {
+  constexpr int kC = 3 - kA - kB;
+  const double cross = (kB == (kA + 1) % 3) ? -(sb * sa) : sb * sa;
+  double v[3];
+  v[kA] = cb * sa;
+  v[kB] = sb * ca;
+  v[kC] = cross;
+  return Tquaternion(v[0], v[1], v[2], cb * ca);
+}
+
+// The product for one order: the three half-angle sines and cosines first, then the product,
+// each later axis on the left. A factor whose w is exactly 1 (an angle of exactly 0, or one
+// too small to show) is skipped, so a rotation about one axis is the exact axis quaternion;
+// which factors remain is decided next to each call, so that only a bit mask is kept across
+// the calls.
 template <int kFirst, int kSecond, int kThird>
-Tquaternion eulerQuaternion(const double (&angles)[3]) {
+Tquaternion eulerQuaternion(const TrotateXYZ& r) {
   constexpr int kAxis[3] = {kFirst, kSecond, kThird};
-  double s[3] = {0.0, 0.0, 0.0}, c[3] = {1.0, 1.0, 1.0};
+  double s[3], c[3];  // read only where `skip` says they were set
+  unsigned skip = 0;
   for (int i = 0; i < 3; ++i) {
-    const double a = angles[kAxis[i]];
-    if (a == 0.0) continue;
+    // Read from the object after each call rather than kept (and saved) across it.
+    const double a = kAxis[i] == 0 ? r.x : kAxis[i] == 1 ? r.y : r.z;
+    if (a == 0.0) {
+      skip |= 1u << i;
+      continue;
+    }
     // Both unconditionally, so that the compiler fuses them into one sincos call.
     c[i] = std::cos(0.5 * a);
     s[i] = std::sin(0.5 * a);
+    if (c[i] == 1.0) skip |= 1u << i;
   }
-  Tquaternion r;
-  bool any = false;
-  applyAxis<kFirst>(s[0], c[0], r, any);
-  applyAxis<kSecond>(s[1], c[1], r, any);
-  applyAxis<kThird>(s[2], c[2], r, any);
-  return r;
+  switch (skip) {
+    case 0:
+      return axisTimes<kThird>(s[2], c[2], twoAxes<kFirst, kSecond>(s[0], c[0], s[1], c[1]));
+    case 1:
+      return twoAxes<kSecond, kThird>(s[1], c[1], s[2], c[2]);
+    case 2:
+      return twoAxes<kFirst, kThird>(s[0], c[0], s[2], c[2]);
+    case 4:
+      return twoAxes<kFirst, kSecond>(s[0], c[0], s[1], c[1]);
+    case 3:
+      return axisQuat<kThird>(s[2], c[2]);
+    case 5:
+      return axisQuat<kSecond>(s[1], c[1]);
+    case 6:
+      return axisQuat<kFirst>(s[0], c[0]);
+    default:
+      return Tquaternion();
+  }
 }
 
 }  // namespace
 
 Tquaternion TrotateXYZ::asQuaternion() const {
-  const double angles[3] = {x, y, z};
+  const TrotateXYZ& angles = *this;
   switch (order) {  // first axis applied first, as the enumerators read
     case kXYZ:
       return eulerQuaternion<0, 1, 2>(angles);

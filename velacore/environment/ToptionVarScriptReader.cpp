@@ -1,6 +1,6 @@
 #include <velacore/environment/ToptionVarScriptReader.h>
 
-#include <velacore/base/TstringCatalog.h>
+#include <velacore/environment/internal/TcatalogMessage.h>
 
 #include <charconv>
 #include <cstring>
@@ -137,9 +137,7 @@ unsigned ToptionVarScriptReader::read(const char* bytes, std::size_t length) {
 void ToptionVarScriptReader::report(unsigned number, const char* key, const Tstring& detail) {
   Tstring line;
   line.setUInt32(number);
-  Tstring message;
-  message.tFormat(Tstring(TstringCatalog::sText(key)), line, detail);
-  fProblems.addLast(message);
+  fProblems.addLast(vela::environment_internal::catalogMessage(key, line, detail));
 }
 
 void ToptionVarScriptReader::readLine(const char* bytes, std::size_t length, unsigned number) {

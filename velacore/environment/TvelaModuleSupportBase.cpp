@@ -6,6 +6,7 @@
 #include <velacore/environment/TVelaEnvironment.h>
 #include <velacore/environment/TvelaPackageManifest.h>
 #include <velacore/environment/internal/TcatalogMessage.h>
+#include <velacore/environment/internal/TsmallFile.h>
 #include <velacore/environment/VelaEnv.h>
 #include <velacore/files/TfilePath.h>
 #include <velacore/platform/TplatformEnvironment.h>
@@ -14,7 +15,6 @@
 #include <velacore/platform/TplatformSystem.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <mutex>
 #include <optional>
@@ -217,18 +217,7 @@ constexpr std::size_t kBinaryProbe = 512;
 
 // Reads `path` into `text`: 0, -1 when it cannot be read (or is too large), 1 when it is binary.
 int readDescriptionFile(const std::string& path, std::string& text) {
-  std::FILE* f = std::fopen(path.c_str(), "rb");
-  if (f == nullptr) return -1;
-  char buffer[65536];
-  std::size_t n;
-  bool failed = false;
-  while ((n = std::fread(buffer, 1, sizeof buffer, f)) > 0) {
-    text.append(buffer, n);
-    if (text.size() > kMaxFileSize) break;
-  }
-  failed = std::ferror(f) != 0 || text.size() > kMaxFileSize;
-  std::fclose(f);
-  if (failed) return -1;
+  if (!vela::environment_internal::readSmallFile(path, kMaxFileSize, text)) return -1;
   return text.find('\0', 0) < kBinaryProbe ? 1 : 0;
 }
 

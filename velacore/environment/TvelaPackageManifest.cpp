@@ -4,6 +4,7 @@
 #include <velacore/environment/TVelaEnvironment.h>
 #include <velacore/environment/VelaEnv.h>
 #include <velacore/environment/internal/TcatalogMessage.h>
+#include <velacore/environment/internal/TsmallFile.h>
 #include <velacore/platform/TplatformEnvironment.h>
 #include <velacore/platform/TplatformFiles.h>
 #include <velacore/platform/TplatformLocations.h>
@@ -14,7 +15,6 @@
 #include <QtCore/QStringList>
 #include <QtCore/QXmlStreamReader>
 
-#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -68,20 +68,8 @@ void addOnce(TstringArray& list, const std::string& entry) {
 
 bool TvelaPackageManifest::read(const Tstring& file) {
   *this = TvelaPackageManifest();
-  std::FILE* f = std::fopen(file.asC(), "rb");
-  if (f == nullptr) {
-    error = Tstring(TstringId{"s_TvelaPackageManifestStrings.rUnreadable"});
-    return false;
-  }
   std::string text;
-  char buffer[65536];
-  std::size_t n;
-  while ((n = std::fread(buffer, 1, sizeof buffer, f)) > 0 && text.size() <= kMaxManifestSize) {
-    text.append(buffer, n);
-  }
-  const bool failed = std::ferror(f) != 0 || text.size() > kMaxManifestSize;
-  std::fclose(f);
-  if (failed) {
+  if (!vela::environment_internal::readSmallFile(file.asC(), kMaxManifestSize, text)) {
     error = Tstring(TstringId{"s_TvelaPackageManifestStrings.rUnreadable"});
     return false;
   }

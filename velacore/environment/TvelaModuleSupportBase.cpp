@@ -59,7 +59,6 @@ struct Tstate {
   std::map<Tstring, Tstring> lineTexts;  // the description line of each chosen module
   Tstring parsedLine;                    // the description line being registered
   std::vector<TvelaModuleRefusal> refusals;
-  std::vector<std::string> excluded;  // "." + extension
   bool loaded = false;
   bool rebuildIcons = false;
   std::function<void()> updater;
@@ -381,8 +380,6 @@ class TpendingEnvironment {
 int TvelaModuleSupportBase::initialize() {
   Tguard guard(lock());
   Tstate& s = state();
-  s.excluded.clear();
-  for (const char* e : kExcludedExtensions) s.excluded.push_back(std::string(".") + e);
   s.modulePath = env("VELA_MODULE_PATH");
   s.directories = splitList(s.modulePath);
   s.numModuleDirectories = static_cast<int>(s.directories.size());

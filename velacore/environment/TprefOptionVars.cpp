@@ -106,7 +106,7 @@ void appendQuoted(Tstring& text, const Tstring& value) {
 }
 }  // namespace
 
-TprefOptionVars::TprefOptionVars() : TpreferenceItem(kItemType, kItemFlags), fVars(kGrowth) {}
+TprefOptionVars::TprefOptionVars() : TpreferenceItem(kItemType, kItemFlags) {}
 
 TprefOptionVars::~TprefOptionVars() { removeAllVars(); }
 
@@ -145,7 +145,6 @@ bool TprefOptionVars::varExists(const Tstring& name, unsigned& index) const {
 
 void TprefOptionVars::insertVar(ToptionVar* v, unsigned index) {
   fKeys.insert(fKeys.begin() + index, keyOf(v->name(), v));
-  fVars.insert(v, index);
 }
 
 bool TprefOptionVars::varExists(const Tstring& name) const {
@@ -162,7 +161,7 @@ template <class T>
 void TprefOptionVars::addVarOf(const Tstring& name, const T& value) {
   unsigned index = 0;
   if (varExists(name, index)) {
-    fVars[index]->setValue(value);
+    fKeys[index].var->setValue(value);
   } else {
     insertVar(new ToptionVar(name, value), index);
   }
@@ -209,15 +208,13 @@ bool TprefOptionVars::getVar(const Tstring& name, TstringArray& value) const {
 void TprefOptionVars::removeVar(const Tstring& name) {
   unsigned index = 0;
   if (!varExists(name, index)) return;
-  ToptionVar* doomed = fVars[index];
-  fVars.removeAt(index);
+  ToptionVar* doomed = fKeys[index].var;
   fKeys.erase(fKeys.begin() + index);
   delete doomed;
 }
 
 void TprefOptionVars::removeAllVars() {
-  for (ToptionVar* v : fVars) delete v;
-  fVars.changeLogicalSizeTo(0);
+  for (const Tkey& k : fKeys) delete k.var;
   fKeys.clear();
 }
 
@@ -231,7 +228,7 @@ bool TprefOptionVars::addLastOf(const Tstring& name, const T& value) {
     insertVar(new ToptionVar(name, one), index);
     return true;
   }
-  ToptionVar* v = fVars[index];
+  ToptionVar* v = fKeys[index].var;
   if (auto* array = Kinds::array(*v)) {
     array->addLast(value);
     v->notifyClients();
@@ -337,7 +334,7 @@ ToptionVar::ToptionVarType TprefOptionVars::varType(const Tstring& name) const {
 }
 
 Tstring TprefOptionVars::var(unsigned i) const {
-  return i < fVars.size() ? fVars[i]->name() : Tstring();
+  return i < fKeys.size() ? fKeys[i].var->name() : Tstring();
 }
 
 template <class Client>
@@ -359,7 +356,7 @@ bool TprefOptionVars::addClient(const Tstring& name, TclientServer* client, int 
 void TprefOptionVars::commandString(Tstring& text) const {
   text = Tstring();
   text.reserve(10000, false);
-  const unsigned count = fVars.size();
+  const unsigned count = numVars();
   if (count == 0) {
     text.append("// no optionVars defined\n");
     return;
@@ -370,7 +367,7 @@ void TprefOptionVars::commandString(Tstring& text) const {
   text.append(number);
   text.append(";\noptionVar");
   for (unsigned i = 0; i < count; ++i) {
-    const ToptionVar& v = *fVars[i];
+    const ToptionVar& v = *fKeys[i].var;
     const Tstring& name = v.name();
     switch (v.varType()) {
       case ToptionVar::kDouble: {

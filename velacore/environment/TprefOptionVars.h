@@ -28,7 +28,7 @@
 #include <cstdint>
 #include <vector>
 
-/// The variables of a collection, sorted by name; the collection owns them.
+/// An array of option-variable pointers.
 using ToptionVarPtrArray = TvalueArray<ToptionVar*>;
 
 class VELACORE_API TprefOptionVars : public TpreferenceItem {
@@ -95,7 +95,7 @@ class VELACORE_API TprefOptionVars : public TpreferenceItem {
   [[nodiscard]] unsigned varSize(const Tstring& name) const;
   /// The variable's kind; kNone when unknown.
   [[nodiscard]] ToptionVar::ToptionVarType varType(const Tstring& name) const;
-  [[nodiscard]] unsigned numVars() const { return fVars.size(); }
+  [[nodiscard]] unsigned numVars() const { return static_cast<unsigned>(fKeys.size()); }
   /// The name at sorted position `i` (empty past the end).
   [[nodiscard]] Tstring var(unsigned i) const;
   [[nodiscard]] bool varExists(const Tstring& name) const;
@@ -134,10 +134,9 @@ class VELACORE_API TprefOptionVars : public TpreferenceItem {
   template <class T>
   bool getElementOf(const Tstring& name, unsigned index, T& value) const;
 
-  /// Inserts a new variable and its key at a position varExists found.
+  /// Inserts a new variable (its key) at a position varExists found.
   void insertVar(ToptionVar* v, unsigned index);
 
-  ToptionVarPtrArray fVars;
   /// A variable's name as searches see it: its first sixteen bytes as two big-endian numbers,
   /// its length in bytes, and the variable (for the rest of a longer name).
   struct Tkey {
@@ -150,6 +149,7 @@ class VELACORE_API TprefOptionVars : public TpreferenceItem {
   /// Byte order of two names; `bName` is b's name (b may have no variable yet).
   static int compareKeys(const Tkey& a, const Tkey& b, const Tstring& bName);
 
-  /// Parallel to fVars, in the same (byte) order: what searches run over.
+  /// The variables (owned), one key each, sorted by name in byte order: what searches run over
+  /// and what var(i) indexes.
   std::vector<Tkey> fKeys;
 };

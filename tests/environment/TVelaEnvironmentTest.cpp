@@ -8,6 +8,8 @@
 #include <velacore/platform/TplatformEnvironment.h>
 #include <velacore/platform/TplatformLocations.h>
 
+#include "EnvTestSupport.h"
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -21,23 +23,10 @@ namespace {
 
 constexpr char kSep = vela::platform::kPathListSeparator;
 
-std::string get(const char* name) {
-  const char* v = VelaGetEnv(name);
-  return v != nullptr ? v : "<unset>";
-}
-
-void write(const fs::path& file, const std::string& text) {
-  fs::create_directories(file.parent_path());
-  std::ofstream(file, std::ios::binary) << text;
-}
-
-std::string str(const Tstring& s) { return std::string(s.asC(), s.length()); }
-
-std::vector<std::string> strings(const TstringArray& a) {
-  std::vector<std::string> v;
-  for (unsigned i = 0; i < a.length(); ++i) v.push_back(str(a[i]));
-  return v;
-}
+using envTest::str;
+using envTest::strings;
+using envTest::get;
+using envTest::write;
 
 std::string read(const fs::path& file) {
   std::ifstream in(file, std::ios::binary);

@@ -10,11 +10,12 @@
 #include <velacore/platform/TplatformLocations.h>
 #include <velacore/platform/TplatformSystem.h>
 
+#include "EnvTestSupport.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <random>
 #include <string>
@@ -28,27 +29,11 @@ namespace {
 
 constexpr char kSep = vela::platform::kPathListSeparator;
 
-std::string str(const Tstring& s) { return std::string(s.asC(), s.length()); }
-
-std::vector<std::string> strings(const TstringArray& a) {
-  std::vector<std::string> v;
-  for (unsigned i = 0; i < a.length(); ++i) v.push_back(str(a[i]));
-  return v;
-}
-
-std::string get(const char* name) {
-  const char* v = VelaGetEnv(name);
-  return v != nullptr ? v : "<unset>";
-}
-
-void set(const char* name, const std::string& value) {
-  ASSERT_EQ(VelaPutEnv((std::string(name) + "=" + value).c_str()), 0);
-}
-
-void write(const fs::path& file, const std::string& text) {
-  fs::create_directories(file.parent_path());
-  std::ofstream(file, std::ios::binary) << text;
-}
+using envTest::str;
+using envTest::strings;
+using envTest::get;
+using envTest::set;
+using envTest::write;
 
 std::string join(const std::vector<std::string>& parts) {
   std::string out;

@@ -8,10 +8,11 @@
 #include <velacore/platform/TplatformEnvironment.h>
 #include <velacore/platform/TplatformSystem.h>
 
+#include "EnvTestSupport.h"
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -19,16 +20,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string str(const Tstring& s) { return std::string(s.asC(), s.length()); }
-
-void write(const fs::path& file, const std::string& text) {
-  fs::create_directories(file.parent_path());
-  std::ofstream(file, std::ios::binary) << text;
-}
-
-void set(const char* name, const std::string& value) {
-  ASSERT_EQ(VelaPutEnv((std::string(name) + "=" + value).c_str()), 0);
-}
+using envTest::str;
+using envTest::set;
+using envTest::write;
 
 bool parse(TvelaPackageManifest& m, const std::string& text) {
   return m.parse(text.data(), text.size());

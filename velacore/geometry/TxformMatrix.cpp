@@ -39,6 +39,15 @@ Tmat3 upperBlock(const T4dDblMatrix& w) {
   return b;
 }
 
+// The block diag(s) * Sh * R, Sh the unit lower-triangular shear c.
+void shearedBlock(const Tscale& s, const Tshear& c, const Tblock& R, Tblock& a) {
+  for (int j = 0; j < 3; ++j) {
+    a[0][j] = s[0] * R[0][j];
+    a[1][j] = s[1] * (c[0] * R[0][j] + R[1][j]);
+    a[2][j] = s[2] * (c[1] * R[0][j] + c[2] * R[1][j] + R[2][j]);
+  }
+}
+
 void multiply(const Tblock& a, const Tblock& b, Tblock& out) {
   for (int i = 0; i < 3; ++i)
     for (int j = 0; j < 3; ++j)
@@ -161,12 +170,7 @@ Tquaternion TxformMatrix::recomputeRotation() const {
 void TxformMatrix::linearBlock(Tblock& a) const {
   double R[3][3];
   rotation().rotationRows(R);
-  const double c0 = fShear[0], c1 = fShear[1], c2 = fShear[2];
-  for (int j = 0; j < 3; ++j) {
-    a[0][j] = fScale[0] * R[0][j];
-    a[1][j] = fScale[1] * (c0 * R[0][j] + R[1][j]);
-    a[2][j] = fScale[2] * (c1 * R[0][j] + c2 * R[1][j] + R[2][j]);
-  }
+  shearedBlock(fScale, fShear, R, a);
 }
 
 bool TxformMatrix::setLinearBlock(const Tblock& a) {
@@ -436,14 +440,9 @@ T4dDblMatrix TxformMatrix::matrix() const {
     for (int i = 0; i < 3; ++i)
       for (int j = 0; j < 3; ++j) A[i][j] = s[i] * R[i][j];
   } else {
-    const double c0 = fShear[0], c1 = fShear[1], c2 = fShear[2];
-    for (int j = 0; j < 3; ++j) {
-      A[0][j] = s[0] * R[0][j];
-      A[1][j] = s[1] * (c0 * R[0][j] + R[1][j]);
-      A[2][j] = s[2] * (c1 * R[0][j] + c2 * R[1][j] + R[2][j]);
-    }
-    v[0] += c0 * v[1] + c1 * v[2];
-    v[1] += c2 * v[2];
+    shearedBlock(s, fShear, R, A);
+    v[0] += fShear[0] * v[1] + fShear[1] * v[2];
+    v[1] += fShear[2] * v[2];
   }
 
   double u[3];

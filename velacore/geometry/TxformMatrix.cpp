@@ -127,12 +127,15 @@ bool splitBlock(const Tblock& a, double (&s)[3], double (&shear)[3], Tblock& R) 
   return true;
 }
 
-Tquaternion rotationOf(const Tblock& r) {
+// The 4x4 matrix with `a` as its upper block and no translation.
+T4dDblMatrix withBlock(const Tblock& a) {
   T4dDblMatrix m;
   for (int i = 0; i < 3; ++i)
-    for (int j = 0; j < 3; ++j) m(i, j) = r[i][j];
-  return Tquaternion(m).normal();
+    for (int j = 0; j < 3; ++j) m(i, j) = a[i][j];
+  return m;
 }
+
+Tquaternion rotationOf(const Tblock& r) { return Tquaternion(withBlock(r)).normal(); }
 
 // The rotation part of a matrix that may also scale and shear (the identity if singular).
 Tquaternion rotationOf(const T4dDblMatrix& w) {
@@ -216,12 +219,8 @@ void TxformMatrix::setCombinedRotation(const Tquaternion& c) {
 
 TdblVector TxformMatrix::parentOffset(const TdblVector& v, const TxformSpace& space) const {
   switch (space.kind()) {
-    case TxformSpace::kObject: {
-      const T4dDblMatrix m = matrix();
-      return TdblVector(v[0] * m(0, 0) + v[1] * m(1, 0) + v[2] * m(2, 0),
-                        v[0] * m(0, 1) + v[1] * m(1, 1) + v[2] * m(2, 1),
-                        v[0] * m(0, 2) + v[1] * m(1, 2) + v[2] * m(2, 2));
-    }
+    case TxformSpace::kObject:
+      return rowTimes(v, upperBlock(matrix()));
     case TxformSpace::kWorld: {
       Tblock inv;
       if (!invert(upperBlock(space.parentWorld()), inv)) return v;
@@ -287,8 +286,12 @@ void TxformMatrix::scaleBy(const Tscale& s, const TxformSpace& space) {
 }
 
 void TxformMatrix::shearTo(const Tshear& s, const TxformSpace& space) {
-  fShear = convertsLinear(space) ? Tshear() : s;
-  if (convertsLinear(space)) shearBy(s, space);
+  if (!convertsLinear(space)) {
+    fShear = s;
+    return;
+  }
+  fShear = Tshear();
+  shearBy(s, space);
 }
 
 void TxformMatrix::shearBy(const Tshear& s, const TxformSpace& space) {
@@ -507,13 +510,10 @@ bool TxformMatrix::decompose(const T4dDblMatrix& m, TxformMatrix& out, TrotOrder
   double s[3], shear[3];
   Tblock R;
   if (!splitBlock(upperBlock(m), s, shear, R)) return false;
-  T4dDblMatrix rot;
-  for (int r = 0; r < 3; ++r)
-    for (int c = 0; c < 3; ++c) rot.fMatrix[r][c] = R[r][c];
   TxformMatrix x;
   x.scaleTo(Tscale(s[0], s[1], s[2]));
   x.shearTo(Tshear(shear[0], shear[1], shear[2]));
-  x.rotateTo(TrotateXYZ::fromMatrix(rot, order));
+  x.rotateTo(TrotateXYZ::fromMatrix(withBlock(R), order));
   x.translateTo(TdblVector(m.fMatrix[3][0], m.fMatrix[3][1], m.fMatrix[3][2]));
   out = x;
   return true;

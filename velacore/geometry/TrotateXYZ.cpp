@@ -5,6 +5,8 @@
 namespace {
 // The axes of each order, first applied first.
 constexpr int kAxes[6][3] = {{0, 1, 2}, {1, 2, 0}, {2, 0, 1}, {0, 2, 1}, {1, 0, 2}, {2, 1, 0}};
+
+bool validOrder(TrotateXYZ::TrotOrder o) { return o >= 0 && o <= 5; }
 }  // namespace
 
 Tquaternion TrotateXYZ::axisQuaternion(int axis, double angle) {
@@ -121,7 +123,7 @@ Tquaternion TrotateXYZ::asQuaternion() const {
 
 TrotateXYZ TrotateXYZ::fromMatrix(const T4dDblMatrix& m, TrotOrder order) {
   TrotateXYZ out(0.0, 0.0, 0.0, order);
-  if (order < 0 || order > 5) return out;
+  if (!validOrder(order)) return out;
   const int i = kAxes[order][0], j = kAxes[order][1], k = kAxes[order][2];
   // Read the column-vector matrix (the transpose), where the rotation is Rk * Rj * Ri. The
   // orders that are not cyclic turn the other way, hence the sign e.
@@ -158,8 +160,6 @@ double distance(const TrotateXYZ& a, const TrotateXYZ& b) {
 }
 
 double& angle(TrotateXYZ& r, int axis) { return axis == 0 ? r.x : axis == 1 ? r.y : r.z; }
-
-bool validOrder(TrotateXYZ::TrotOrder o) { return o >= 0 && o <= 5; }
 
 }  // namespace
 

@@ -8,6 +8,7 @@
 #include <velacore/debug/TdebugOutput.h>
 
 #include <algorithm>
+#include <utility>
 
 using namespace vela::data_internal;
 
@@ -113,9 +114,10 @@ TdataLetter& TdataFunction::apply(const Tdata& o, int op) {
 TdataLetter& TdataFunction::apply(const TdataLetter& o, int op) {
   const auto* other = dynamic_cast<const TdataFunction*>(&o);
   if (other == nullptr) sIncompatible();
-  // Both functions at every key of either (the operand may be this letter).
-  const Tfunction a = function();
-  const Tfunction& b = other == this ? a : other->function();
+  // Both functions at every key of either. Nothing is written before the end, so the operand
+  // may be this letter.
+  const Tfunction& a = function();
+  const Tfunction& b = other->function();
   std::vector<double> xs;
   xs.reserve(a.keyCount() + b.keyCount());
   for (const Tfunction::Tkey& k : a.keys()) xs.push_back(k.x);
@@ -124,7 +126,7 @@ TdataLetter& TdataFunction::apply(const TdataLetter& o, int op) {
   xs.erase(std::unique(xs.begin(), xs.end()), xs.end());
   Tfunction result;
   for (double x : xs) result.addKey(x, applyDouble(a.evaluate(x), b.evaluate(x), op));
-  function() = result;
+  function() = std::move(result);
   return *this;
 }
 

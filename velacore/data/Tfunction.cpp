@@ -18,6 +18,13 @@ bool ordered(const std::vector<Tfunction::Tkey>& keys) {
   return keys.empty() || !std::isnan(keys[0].x);
 }
 
+// The first key at or after x.
+std::vector<Tfunction::Tkey>::iterator firstAtOrAfter(std::vector<Tfunction::Tkey>& keys,
+                                                     double x) {
+  return std::lower_bound(keys.begin(), keys.end(), x,
+                          [](const Tfunction::Tkey& k, double v) { return k.x < v; });
+}
+
 }  // namespace
 
 Tfunction::Tfunction(std::initializer_list<Tkey> keys) {
@@ -26,8 +33,7 @@ Tfunction::Tfunction(std::initializer_list<Tkey> keys) {
 
 bool Tfunction::addKey(double x, double y) {
   if (std::isnan(x)) return false;
-  auto at = std::lower_bound(fKeys.begin(), fKeys.end(), x,
-                             [](const Tkey& k, double v) { return k.x < v; });
+  auto at = firstAtOrAfter(fKeys, x);
   if (at != fKeys.end() && at->x == x) {
     at->y = y;
   } else {
@@ -37,8 +43,7 @@ bool Tfunction::addKey(double x, double y) {
 }
 
 bool Tfunction::removeKey(double x) {
-  auto at = std::lower_bound(fKeys.begin(), fKeys.end(), x,
-                             [](const Tkey& k, double v) { return k.x < v; });
+  auto at = firstAtOrAfter(fKeys, x);
   if (at == fKeys.end() || at->x != x) return false;
   fKeys.erase(at);
   return true;

@@ -252,8 +252,12 @@ TdblVector TxformMatrix::withoutParentScale(const TdblVector& v) const {
   return TdblVector(v[0] / p[0], v[1] / p[1], v[2] / p[2]);
 }
 
+TdblVector TxformMatrix::afterRotation(const TdblVector& p, const TxformSpace& space) const {
+  return withoutParentScale(minus(parentPoint(p, space), fTranslation));
+}
+
 void TxformMatrix::scaleTo(const Tscale& s, const TxformSpace& space) {
-  if (!convertsLinear(space)) {
+  if (!outerSpace(space)) {
     fScale = s;
     return;
   }
@@ -277,7 +281,7 @@ void TxformMatrix::scaleTo(const Tscale& s, const TxformSpace& space) {
 }
 
 void TxformMatrix::scaleBy(const Tscale& s, const TxformSpace& space) {
-  if (!convertsLinear(space)) {
+  if (!outerSpace(space)) {
     for (int i = 0; i < 3; ++i) fScale[i] *= s[i];
     return;
   }
@@ -286,7 +290,7 @@ void TxformMatrix::scaleBy(const Tscale& s, const TxformSpace& space) {
 }
 
 void TxformMatrix::shearTo(const Tshear& s, const TxformSpace& space) {
-  if (!convertsLinear(space)) {
+  if (!outerSpace(space)) {
     fShear = s;
     return;
   }
@@ -295,7 +299,7 @@ void TxformMatrix::shearTo(const Tshear& s, const TxformSpace& space) {
 }
 
 void TxformMatrix::shearBy(const Tshear& s, const TxformSpace& space) {
-  if (!convertsLinear(space)) {
+  if (!outerSpace(space)) {
     for (int i = 0; i < 3; ++i) fShear[i] += s[i];
     return;
   }
@@ -321,8 +325,7 @@ void TxformMatrix::rotateTo(const TrotateXYZ& r, const TxformSpace& space) {
   fRotation = r;
   setFlag(kRotateIsQuaternion, false);
   markRotationDirty();
-  if (space.kind() == TxformSpace::kParent || space.kind() == TxformSpace::kWorld)
-    setCombinedRotation(inParent(r.asQuaternion(), space));
+  if (outerSpace(space)) setCombinedRotation(inParent(r.asQuaternion(), space));
 }
 
 void TxformMatrix::rotateTo(const Tquaternion& q, const TxformSpace& space) {
@@ -398,7 +401,7 @@ void TxformMatrix::setScalePivot(const TdblVector& p, const TxformSpace& space) 
   }
   // The scale pivot is fixed by scale and shear, so the parent sees it at
   // ((sp + st - rp) * R + rp + rt) * P + t; solve for sp.
-  const TdblVector q = withoutParentScale(minus(parentPoint(p, space), fTranslation));
+  const TdblVector q = afterRotation(p, space);
   const TdblVector rp = rotatePivot();
   double R[3][3];
   rotation().rotationRows(R);
@@ -414,7 +417,7 @@ void TxformMatrix::setRotatePivot(const TdblVector& p, const TxformSpace& space)
     return;
   }
   // The rotation fixes its pivot, so the parent sees it at (rp + rt) * P + t; solve for rp.
-  const TdblVector q = withoutParentScale(minus(parentPoint(p, space), fTranslation));
+  const TdblVector q = afterRotation(p, space);
   fRotatePivot = negated(minus(q, fRotateTranslation));
 }
 

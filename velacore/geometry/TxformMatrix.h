@@ -185,10 +185,15 @@ class VELACORE_API TxformMatrix {
   TdblVector parentOffset(const TdblVector& v, const TxformSpace& space) const;
   TdblVector parentPoint(const TdblVector& v, const TxformSpace& space) const;
   TdblVector withoutParentScale(const TdblVector& v) const;
+  // A point given in `space`, taken back through the translation and the parent scale
+  // inverse: where it lies just after the rotation and its offsets.
+  TdblVector afterRotation(const TdblVector& p, const TxformSpace& space) const;
   // The combined rotation after also rotating by `q` in `space`.
   Tquaternion combinedAfter(const Tquaternion& q, const TxformSpace& space) const;
   static Tquaternion inParent(const Tquaternion& q, const TxformSpace& space);
-  static bool convertsLinear(const TxformSpace& space) {
+  // kParent or kWorld: frames outside the object's matrix, whose values are converted with
+  // the current state.
+  static bool outerSpace(const TxformSpace& space) {
     return space.kind() == TxformSpace::kParent || space.kind() == TxformSpace::kWorld;
   }
   Tquaternion computeRotation() const;

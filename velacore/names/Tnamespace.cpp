@@ -31,8 +31,6 @@ Tnamespace::~Tnamespace() {
   for (TnameDictionaryNode* n = fEntries.first(); n != nullptr; n = TnameDictionary::next(n))
     if (n->data() != nullptr) detachLocked(n->data());
   fEntries.reset();
-  fMark.reset();
-  fCount = 0;
   if (currentNamespace() == this) currentNamespace() = nullptr;
   vela::names::storeChanged();
 }
@@ -99,9 +97,7 @@ bool Tnamespace::releaseHeldName(const Tstring& name) {
   const TnameString key(name);
   const TnameDictionaryNode* entry = entryLocked(key);
   if (entry == nullptr || entry->data() != nullptr) return false;
-  fEntries.remove(key);
-  fMark.reset();  // it may point at the removed node
-  --fCount;
+  removeEntryLocked(key);
   return true;
 }
 
@@ -208,11 +204,7 @@ bool Tnamespace::addLocked(TnameObject* obj, const TnameString& name) {
 
 void Tnamespace::eraseLocked(TnameObject* obj) {
   const TnameDictionaryNode* entry = entryLocked(obj->fName);
-  if (entry != nullptr && entry->data() == obj) {
-    fEntries.remove(obj->fName);
-    fMark.reset();  // it may point at the removed node
-    --fCount;
-  }
+  if (entry != nullptr && entry->data() == obj) removeEntryLocked(obj->fName);
   detachLocked(obj);
   vela::names::storeChanged();
 }
@@ -222,6 +214,12 @@ bool Tnamespace::insertLocked(const TnameString& name, TnameObject* obj) {
   fEntries.insert(name, obj, fMark);
   ++fCount;
   return true;
+}
+
+void Tnamespace::removeEntryLocked(const TnameString& name) {
+  fEntries.remove(name);
+  fMark.reset();  // it may point at the removed node
+  --fCount;
 }
 
 TnameDictionaryNode* Tnamespace::entryLocked(const TnameString& name) const {

@@ -82,6 +82,8 @@ class VELACORE_API Tnamespace : public TnameObject {
   bool addLocked(TnameObject* obj, const TnameString& wanted);
   /// Adds the entry unless the name is taken.
   bool insertLocked(const TnameString& name, TnameObject* obj);
+  /// Removes the entry named `name`, which exists.
+  void removeEntryLocked(const TnameString& name);
   /// The entry named `name`, or null.
   [[nodiscard]] TnameDictionaryNode* entryLocked(const TnameString& name) const;
   void eraseLocked(TnameObject* obj);

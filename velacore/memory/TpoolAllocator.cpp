@@ -120,9 +120,7 @@ class TtakebackWindow {
                std::memory_order_seq_cst);
     // The probe at the first pool's construction found a barrier; its means stay available for
     // the life of the process. Were it ever refused, the inline paths are closed from now on.
-    if (!vela::platform::barrierAllThreads())
-      flag.store(flag.load(std::memory_order_relaxed) | vela::memory_internal::kPoolNoInlinePath,
-                 std::memory_order_seq_cst);
+    barrierOrCloseInlinePaths();
   }
   ~TtakebackWindow() {
     if (!fNeeded) return;
@@ -141,13 +139,18 @@ class TtakebackWindow {
 
   // Called once, with the registry lock held, before the first pool exists: without a barrier
   // across threads nothing could take back a magazine safely, so the inline paths stay closed.
-  static void probe() {
-    if (!vela::platform::barrierAllThreads())
-      vela::memory_internal::gPoolTakeback.store(vela::memory_internal::kPoolNoInlinePath,
-                                                 std::memory_order_seq_cst);
-  }
+  static void probe() { barrierOrCloseInlinePaths(); }
 
  private:
+  // Makes every thread pass a full barrier; where the system refuses, closes the inline paths
+  // for good (the flag has one writer: the registry lock is held).
+  static void barrierOrCloseInlinePaths() {
+    if (vela::platform::barrierAllThreads()) return;
+    auto& flag = vela::memory_internal::gPoolTakeback;
+    flag.store(flag.load(std::memory_order_relaxed) | vela::memory_internal::kPoolNoInlinePath,
+               std::memory_order_seq_cst);
+  }
+
   bool fNeeded;
 };
 

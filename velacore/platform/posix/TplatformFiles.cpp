@@ -1,6 +1,6 @@
 #include <velacore/platform/TplatformFiles.h>
 
-#include <velacore/platform/TplatformLocations.h>
+#include <velacore/platform/posix/TfolderEntry.h>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -76,16 +76,9 @@ std::vector<FolderEntry> matchingEntries(const std::string& folder, const std::s
   const std::string dir = folder.empty() ? std::string(".") : folder;
   DIR* d = ::opendir(dir.c_str());
   if (d == nullptr) return entries;
-  const std::string prefix = dir.back() == '/' ? dir : dir + "/";
   while (const struct dirent* e = ::readdir(d)) {
-    const char* name = e->d_name;
-    if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0) continue;
-    if (::fnmatch(pattern.c_str(), name, 0) != 0) continue;
-    // The entry's type comes with it on most file systems; links and unknown types need a
-    // status query (links are followed).
-    const bool isDir = e->d_type == DT_DIR || ((e->d_type == DT_LNK || e->d_type == DT_UNKNOWN) &&
-                                               isFolder(prefix + name));
-    entries.push_back({name, isDir});
+    if (isDotEntry(*e) || ::fnmatch(pattern.c_str(), e->d_name, 0) != 0) continue;
+    entries.push_back({e->d_name, isFolderEntry(d, *e)});
   }
   ::closedir(d);
   std::sort(entries.begin(), entries.end(),
@@ -113,13 +106,7 @@ void walkFolder(int fd, const std::string& path, std::vector<std::string>& out, 
   }
   std::vector<std::string> subfolders;
   while (const struct dirent* e = ::readdir(d)) {
-    if (std::strcmp(e->d_name, ".") == 0 || std::strcmp(e->d_name, "..") == 0) continue;
-    bool isDir = e->d_type == DT_DIR;
-    if (e->d_type == DT_LNK || e->d_type == DT_UNKNOWN) {
-      struct stat target {};
-      isDir = ::fstatat(::dirfd(d), e->d_name, &target, 0) == 0 && S_ISDIR(target.st_mode);
-    }
-    if (isDir) subfolders.emplace_back(e->d_name);
+    if (!isDotEntry(*e) && isFolderEntry(d, *e)) subfolders.emplace_back(e->d_name);
   }
   std::sort(subfolders.begin(), subfolders.end());
   const std::string prefix = path == "/" ? path : path + "/";

@@ -1,6 +1,7 @@
 #include <velacore/platform/TplatformLocations.h>
 
 #include <velacore/base/internal/Timmortal.h>
+#include <velacore/platform/posix/TfolderEntry.h>
 
 #include <QtCore/QSettings>
 #include <QtCore/QStandardPaths>
@@ -213,12 +214,7 @@ std::vector<std::string> subfolderNames(const std::string& path) {
   DIR* dir = ::opendir(path.c_str());
   if (dir == nullptr) return names;
   while (const struct dirent* e = ::readdir(dir)) {
-    if (std::strcmp(e->d_name, ".") == 0 || std::strcmp(e->d_name, "..") == 0) continue;
-    // The type comes with the entry on most file systems; links (followed) and unknown types
-    // need a status query.
-    const bool folder = e->d_type == DT_DIR || ((e->d_type == DT_LNK || e->d_type == DT_UNKNOWN) &&
-                                                isFolder(path + "/" + e->d_name));
-    if (folder) names.emplace_back(e->d_name);
+    if (!isDotEntry(*e) && isFolderEntry(dir, *e)) names.emplace_back(e->d_name);
   }
   ::closedir(dir);
   std::sort(names.begin(), names.end());

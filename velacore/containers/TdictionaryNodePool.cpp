@@ -33,12 +33,6 @@ Thandles& handles() {
 
 std::atomic<TdictionaryNodePool::Tsegment*> TdictionaryNodePool::fsSegments[kSegments] = {};
 
-std::atomic<TdictionaryNodePool*>& TdictionaryNodePool::sSlot(std::uint32_t handle) {
-  const std::uint32_t index = handle & ~kHandleBit;
-  return fsSegments[index >> kSlotBits].load(std::memory_order_acquire)
-      ->fSlots[index & (kSlots - 1)];
-}
-
 std::uint32_t TdictionaryNodePool::sCreate(std::size_t levelOneBytes) {
   auto pool = std::make_unique<TdictionaryNodePool>(levelOneBytes);
   Thandles& t = handles();

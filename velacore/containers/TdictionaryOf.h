@@ -164,9 +164,8 @@ class TdictionaryOf : public Tdictionary {
   // The algorithms' view of this dictionary's nodes: direct key comparison and links.
   struct Tops {
     static constexpr bool kPureCompare = true;
-    TdictionaryNode* header;
+    TdictionaryNode* header;  // the dictionary, which also makes the nodes
     TdictionaryNode** headerLinks;
-    TdictionaryOf* owner;  // makes the nodes
     int compare(TdictionaryNode* node, TdictionaryNode& probe) const {
       return Node::compareKeys(static_cast<Node*>(node)->fKey, static_cast<Node&>(probe).fKey);
     }
@@ -175,11 +174,11 @@ class TdictionaryOf : public Tdictionary {
     }
     TdictionaryNode* clone(TdictionaryNode& probe, int level) const {
       Node& p = static_cast<Node&>(probe);
-      return owner->makeNode(p.fKey, p.fValue, level);
+      return static_cast<TdictionaryOf*>(header)->makeNode(p.fKey, p.fValue, level);
     }
     void destroy(TdictionaryNode* node) const { node->destroy(); }
   };
-  Tops ops() { return Tops{this, fForward, this}; }
+  Tops ops() { return Tops{this, fForward}; }
 
   // fNodeStore counts the heap nodes made, up to kHeapNodes, then holds the pool's handle.
   Node* makeNode(const Key& key, const Value& value, int level) {

@@ -37,9 +37,7 @@ class VELACORE_API TdictionaryNodePool {
   static void sDestroy(std::uint32_t handle);
   /// An uninitialised block for a node of `level` (1 to kLevels) from the pool `handle`.
   static void* sAllocate(std::uint32_t handle, int level) {
-    const std::uint32_t index = handle & ~kHandleBit;
-    Tsegment* segment = fsSegments[index >> kSlotBits].load(std::memory_order_acquire);
-    return segment->fSlots[index & (kSlots - 1)].load(std::memory_order_relaxed)->allocate(level);
+    return sSlot(handle).load(std::memory_order_relaxed)->allocate(level);
   }
   /// The bytes the pool `handle` holds from the heap; 0 for a value without kHandleBit.
   static std::size_t sReservedBytes(std::uint32_t handle);
@@ -69,7 +67,12 @@ class VELACORE_API TdictionaryNodePool {
     std::atomic<TdictionaryNodePool*> fSlots[kSlots] = {};
   };
   static std::atomic<Tsegment*> fsSegments[kSegments];
-  static std::atomic<TdictionaryNodePool*>& sSlot(std::uint32_t handle);
+  /// The slot of a handle (kHandleBit may be set or not).
+  static std::atomic<TdictionaryNodePool*>& sSlot(std::uint32_t handle) {
+    const std::uint32_t index = handle & ~kHandleBit;
+    return fsSegments[index >> kSlotBits].load(std::memory_order_acquire)
+        ->fSlots[index & (kSlots - 1)];
+  }
 
   struct Tpage {
     TdictionaryNodePool* pool;

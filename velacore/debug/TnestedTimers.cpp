@@ -57,6 +57,12 @@ bool valid(int index) { return index >= 0 && index < TnestedTimers::kSlots; }
 // The timer, in seconds since first use (finer than a microsecond: Tclock's resolution).
 double now(const Tstate& s) { return Tclock::sNow() - s.origin; }
 
+// A raw reading for start(), and the seconds since one for stop(): never negative.
+std::int64_t readTicks(const Tstate& s) { return vela::debug_internal::readTicks(s.ticks); }
+double secondsSince(const Tstate& s, std::int64_t from) {
+  return vela::debug_internal::ticksToSeconds(s.ticks, from, readTicks(s));
+}
+
 int takeSlot(Tstate& s, const char* description, std::uint64_t tag) {
   for (int tries = 0; tries < TnestedTimers::kSlots; ++tries) {
     const int index = s.cursor;
@@ -228,7 +234,7 @@ void TnestedTimers::start(int index) {
     return;
   }
   slot.depth = 1;
-  slot.startedAt = vela::debug_internal::readTicks(s.ticks);
+  slot.startedAt = readTicks(s);
 }
 
 double TnestedTimers::stop(int index) {
@@ -236,8 +242,7 @@ double TnestedTimers::stop(int index) {
   Tstate& s = state();
   Tslot& slot = s.slots[index];
   if (slot.depth <= 0) return 0.0;
-  double elapsed = vela::debug_internal::ticksToSeconds(s.ticks, slot.startedAt, vela::debug_internal::readTicks(s.ticks));
-  if (elapsed < 0) elapsed += 4294967.5;  // a 32-bit microsecond counter that wrapped
+  const double elapsed = secondsSince(s, slot.startedAt);
   if (slot.depth > 1) {
     --slot.depth;
     return elapsed;
@@ -334,10 +339,7 @@ double TnestedTimers::estimateTimerOverhead() {
   constexpr int kPairs = 1000;
   const auto begin = std::chrono::steady_clock::now();
   volatile double sink = 0.0;  // keeps the reads from being optimised away
-  for (int i = 0; i < kPairs; ++i) {
-    const std::int64_t from = vela::debug_internal::readTicks(s.ticks);
-    sink = sink + vela::debug_internal::ticksToSeconds(s.ticks, from, vela::debug_internal::readTicks(s.ticks));
-  }
+  for (int i = 0; i < kPairs; ++i) sink = sink + secondsSince(s, readTicks(s));
   const auto end = std::chrono::steady_clock::now();
   const double seconds = std::chrono::duration<double>(end - begin).count();
   return seconds / kPairs;

@@ -116,8 +116,7 @@ class VELACORE_API TvelaModuleSupportBase {
 
   /// @name Set-up and scanning
   /// @{
-  /// Builds the excluded-extension list and reads and splits `VELA_MODULE_PATH` (again, when
-  /// called again). Returns 0.
+  /// Reads and splits `VELA_MODULE_PATH` (again, when called again). Returns 0.
   static int initialize();
   /// Forgets the registry, the directories and every flag (tests and hosts that start again).
   static void resetState();

@@ -614,16 +614,19 @@ bool TvelaModuleSupportBase::resolve_module_add(const Tstring& name, const Tstri
     refuse(file, lineNumber, view(lineText), reason);
     return false;
   };
-  // The conditions: each one given must match this application exactly.
-  const Tstring ours[3] = {TVelaEnvironment::version(), Tstring(pf::platformName()),
-                           toT(pf::localeLanguage())};
-  const char* const reasons[3] = {"s_TvelaModuleSupportBaseStrings.rVersionCondition",
-                                  "s_TvelaModuleSupportBaseStrings.rPlatformCondition",
-                                  "s_TvelaModuleSupportBaseStrings.rLocaleCondition"};
-  for (int k = 0; k < 3; ++k) {
-    const auto it = keywords.find(Tstring(kKeywords[k]));
-    if (it != keywords.end() && !it->second.isEmpty() && it->second != ours[k]) {
-      return reject(catalogMessage(reasons[k], it->second, ours[k]));
+  // The conditions: each one given must match this application exactly. Most lines give none,
+  // so the application's own values are looked up only when there is something to compare.
+  if (!keywords.empty()) {
+    const Tstring ours[3] = {TVelaEnvironment::version(), Tstring(pf::platformName()),
+                             toT(pf::localeLanguage())};
+    const char* const reasons[3] = {"s_TvelaModuleSupportBaseStrings.rVersionCondition",
+                                    "s_TvelaModuleSupportBaseStrings.rPlatformCondition",
+                                    "s_TvelaModuleSupportBaseStrings.rLocaleCondition"};
+    for (int k = 0; k < 3; ++k) {
+      const auto it = keywords.find(Tstring(kKeywords[k]));
+      if (it != keywords.end() && !it->second.isEmpty() && it->second != ours[k]) {
+        return reject(catalogMessage(reasons[k], it->second, ours[k]));
+      }
     }
   }
   if (directoryIndex < 0 || directoryIndex >= static_cast<int>(s.directories.size())) {

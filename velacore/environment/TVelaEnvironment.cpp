@@ -8,6 +8,7 @@
 #include <velacore/environment/TenvFileParser.h>
 #include <velacore/environment/TvelaModuleSupportBase.h>
 #include <velacore/environment/VelaEnv.h>
+#include <velacore/environment/internal/TenvText.h>
 #include <velacore/platform/TplatformEnvironment.h>
 #include <velacore/platform/TplatformLocations.h>
 #include <velacore/strings/Tstring.h>
@@ -60,22 +61,13 @@ Tstate& state() {
   return *sState;
 }
 
-Tstring toTstring(const std::string& s) {
-  return Tstring(s.data(), static_cast<unsigned>(s.size()));
-}
-
-std::string toStd(const Tstring& t) { return std::string(t.asC(), t.length()); }
-
-std::string env(const char* name) {
-  const char* v = VelaGetEnv(name);
-  return v != nullptr ? v : std::string();
-}
+using vela::environment_internal::env;
+using vela::environment_internal::put;
+using vela::environment_internal::splitList;
+using vela::environment_internal::toStd;
+using vela::environment_internal::toTstring;
 
 bool isSet(const char* name) { return VelaGetEnv(name) != nullptr; }
-
-void put(const std::string& name, const std::string& value) {
-  (void)VelaPutEnv((name + "=" + value).c_str());
-}
 
 void putIfUnset(const char* name, const std::string& value) {
   if (!isSet(name)) put(name, value);
@@ -142,20 +134,6 @@ bool ask(const Tstring& question, std::string& folder) {
                                  : askOnTerminal(title, question, answer);
   folder = toStd(answer);
   return yes && !folder.empty();
-}
-
-std::vector<std::string> splitList(const char* list) {
-  std::vector<std::string> entries;
-  if (list == nullptr) return entries;
-  const char* start = list;
-  for (const char* p = list;; ++p) {
-    if (*p == kSep || *p == '\0') {
-      if (p != start) entries.emplace_back(start, p);
-      if (*p == '\0') break;
-      start = p + 1;
-    }
-  }
-  return entries;
 }
 
 // A trailing separator goes, unless it is all there is or follows a drive colon; backslashes

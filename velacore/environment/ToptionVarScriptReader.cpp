@@ -1,6 +1,7 @@
 #include <velacore/environment/ToptionVarScriptReader.h>
 
 #include <velacore/environment/internal/TcatalogMessage.h>
+#include <velacore/environment/internal/TenvText.h>
 
 #include <charconv>
 #include <cstring>
@@ -85,9 +86,7 @@ struct Tcursor {
   }
 };
 
-Tstring toTstring(std::string_view bytes) {
-  return Tstring(bytes.data(), static_cast<unsigned>(bytes.size()));
-}
+using vela::environment_internal::toTstring;
 
 template <class T>
 bool parseNumber(std::string_view token, T& value) {

@@ -6,6 +6,7 @@
 #include <velacore/environment/TVelaEnvironment.h>
 #include <velacore/environment/TvelaPackageManifest.h>
 #include <velacore/environment/internal/TcatalogMessage.h>
+#include <velacore/environment/internal/TenvText.h>
 #include <velacore/environment/internal/TsmallFile.h>
 #include <velacore/environment/VelaEnv.h>
 #include <velacore/files/TfilePath.h>
@@ -78,9 +79,12 @@ Tstate& state() {
 
 using Tguard = std::lock_guard<TmtRecursiveMutex>;
 
-Tstring toT(std::string_view s) { return Tstring(s.data(), static_cast<unsigned>(s.size())); }
-std::string_view view(const Tstring& s) { return std::string_view(s.asC(), s.length()); }
-std::string toStd(const Tstring& s) { return std::string(s.asC(), s.length()); }
+using vela::environment_internal::env;
+using vela::environment_internal::put;
+using vela::environment_internal::splitList;
+using vela::environment_internal::toStd;
+using vela::environment_internal::toTstring;
+using vela::environment_internal::view;
 
 bool isBlank(char c) { return c == ' ' || c == '\t'; }
 bool isSpace(char c) { return isBlank(c) || c == '\r' || c == '\n' || c == '\v' || c == '\f'; }
@@ -93,27 +97,6 @@ std::string_view trim(std::string_view s) {
 
 bool startsWith(std::string_view s, std::string_view prefix) {
   return s.size() >= prefix.size() && s.compare(0, prefix.size(), prefix) == 0;
-}
-
-std::string env(const char* name) {
-  const char* v = VelaGetEnv(name);
-  return v != nullptr ? v : std::string();
-}
-
-void put(const std::string& name, const std::string& value) {
-  (void)VelaPutEnv((name + "=" + value).c_str());
-}
-
-std::vector<std::string> splitList(std::string_view list) {
-  std::vector<std::string> parts;
-  std::size_t start = 0;
-  for (std::size_t i = 0; i <= list.size(); ++i) {
-    if (i == list.size() || list[i] == kSep) {
-      if (i > start) parts.emplace_back(list.substr(start, i - start));
-      start = i + 1;
-    }
-  }
-  return parts;
 }
 
 std::string joinList(const std::vector<std::string>& parts) {
@@ -144,11 +127,11 @@ void refuse(const Tstring& file, int line, std::string_view text, const Tstring&
   constexpr std::size_t kShown = 200;
   std::string shown(text.substr(0, kShown));
   if (text.size() > kShown) shown += "...";
-  state().refusals.push_back({file, line, toT(shown), reason});
+  state().refusals.push_back({file, line, toTstring(shown), reason});
 }
 
 std::string tidyFolder(const std::string& path) {
-  return toStd(TfilePath::simplifyPath(TfilePath::canonicalizeDirectoryPaths(toT(path))));
+  return toStd(TfilePath::simplifyPath(TfilePath::canonicalizeDirectoryPaths(toTstring(path))));
 }
 
 std::string underModule(const Tstring& modulePath, const std::string& entry) {
@@ -417,7 +400,7 @@ void TvelaModuleSupportBase::subScanForNewModules(int directoryIndex) {
   const std::string dir = s.directories[static_cast<std::size_t>(directoryIndex)];
   for (const pf::FolderEntry& e : pf::matchingEntries(dir, "*")) {
     if (e.isFolder) continue;
-    const Tstring file = toT(dir + "/" + e.name);
+    const Tstring file = toTstring(dir + "/" + e.name);
     if (isValidModulePath(file)) (void)resolve_module_entries(file, directoryIndex);
   }
 }
@@ -467,14 +450,14 @@ void TvelaModuleSupportBase::resolve_module_text(const char* data, std::size_t s
     if (body[0] == '+') {
       seenDescription = true;
       Tstring name;
-      (void)resolve_module_parse(toT(line), directoryIndex, name, file, lineNumber);
+      (void)resolve_module_parse(toTstring(line), directoryIndex, name, file, lineNumber);
       current = name;
       continue;
     }
     // Text before the first description line is the file's own prose.
     if (!seenDescription) continue;
     if (current.isEmpty()) continue;  // belongs to a refused description
-    (void)resolve_module_parse_overrides(toT(line), current, file, lineNumber);
+    (void)resolve_module_parse_overrides(toTstring(line), current, file, lineNumber);
   }
 }
 
@@ -488,7 +471,7 @@ bool TvelaModuleSupportBase::resolve_module_parse(const Tstring& line, int direc
   std::string_view text = view(line);
   while (!text.empty() && isSpace(text.front())) text.remove_prefix(1);
   if (text.empty() || text.front() != '+') return false;
-  Tstring rest = toT(text);
+  Tstring rest = toTstring(text);
   Tkeywords keywords;
   extractKeywords(rest, keywords);
   std::string_view r = view(rest);
@@ -511,21 +494,22 @@ bool TvelaModuleSupportBase::resolve_module_parse(const Tstring& line, int direc
     return false;
   }
   TstringArray paths;
-  TfilePath::expandEnvVarsAndTilde(toT(path), paths);
+  TfilePath::expandEnvVarsAndTilde(toTstring(path), paths);
   if (paths.length() == 0) {
     refuse(file, lineNumber, view(line),
-           catalogMessage("s_TvelaModuleSupportBaseStrings.rPathNotExpanded", toT(path)));
+           catalogMessage("s_TvelaModuleSupportBaseStrings.rPathNotExpanded", toTstring(path)));
     return false;
   }
   // Refusals and the registry list the whole line rather than the name alone.
-  state().parsedLine = toT(trim(view(line)));
+  state().parsedLine = toTstring(trim(view(line)));
   bool all = true;
   for (unsigned i = 0; i < paths.length(); ++i) {
-    all = resolve_module_add(toT(moduleName), toT(version), paths[i], directoryIndex, keywords,
-                             file, lineNumber) && all;
+    all = resolve_module_add(toTstring(moduleName), toTstring(version), paths[i], directoryIndex,
+                             keywords, file, lineNumber) &&
+          all;
   }
   state().parsedLine = Tstring();
-  if (all) name = toT(moduleName);
+  if (all) name = toTstring(moduleName);
   return all;
 }
 
@@ -540,14 +524,14 @@ void TvelaModuleSupportBase::extractKeywords(Tstring& line, Tkeywords& keywords)
     std::size_t end = at;
     while (end < text.size() && !isBlank(text[end])) ++end;
     const std::string token = text.substr(at, end - at);
-    const Tstring keyword = getKeyword(toT(token));
+    const Tstring keyword = getKeyword(toTstring(token));
     if (keyword.isEmpty()) break;
-    keywords[keyword] = toT(trim(std::string_view(token).substr(keyword.length() + 1)));
+    keywords[keyword] = toTstring(trim(std::string_view(token).substr(keyword.length() + 1)));
     if (end < text.size()) ++end;  // and the one blank after it
     text.erase(at, end - at);
     while (at < text.size() && isBlank(text[at])) ++at;
   }
-  line = toT(text);
+  line = toTstring(text);
 }
 
 Tstring TvelaModuleSupportBase::getKeyword(const Tstring& token) {
@@ -566,7 +550,7 @@ bool TvelaModuleSupportBase::getOverrideValue(const Tstring& line, const Tstring
   if (k.empty() || !startsWith(l, k)) return false;
   const std::string_view after = l.substr(k.size());
   if (startsWith(after, kOverrideSeparator) || after == ":") {
-    value = toT(trim(after.substr(1)));
+    value = toTstring(trim(after.substr(1)));
     return true;
   }
   return false;
@@ -581,7 +565,7 @@ Tstring TvelaModuleSupportBase::resolvePath(const Tstring& path, int directoryIn
       directoryIndex < static_cast<int>(s.directories.size())) {
     p = s.directories[static_cast<std::size_t>(directoryIndex)] + "/" + p;
   }
-  return toT(tidyFolder(p));
+  return toTstring(tidyFolder(p));
 }
 
 bool TvelaModuleSupportBase::isValidModulePath(const Tstring& path) {
@@ -618,7 +602,7 @@ bool TvelaModuleSupportBase::resolve_module_add(const Tstring& name, const Tstri
   // so the application's own values are looked up only when there is something to compare.
   if (!keywords.empty()) {
     const Tstring ours[3] = {TVelaEnvironment::version(), Tstring(pf::platformName()),
-                             toT(pf::localeLanguage())};
+                             toTstring(pf::localeLanguage())};
     const char* const reasons[3] = {"s_TvelaModuleSupportBaseStrings.rVersionCondition",
                                     "s_TvelaModuleSupportBaseStrings.rPlatformCondition",
                                     "s_TvelaModuleSupportBaseStrings.rLocaleCondition"};
@@ -692,7 +676,7 @@ bool TvelaModuleSupportBase::resolve_module_parse_overrides(const Tstring& line,
   // A folder override: "VARIABLE: folder".
   for (TvelaModuleFolder& row : module.folders) {
     Tstring value;
-    if (getOverrideValue(toT(text), row.variable, value)) {
+    if (getOverrideValue(toTstring(text), row.variable, value)) {
       row.folder = value;
       row.recursive = recursive;
       if (row.variable == kIconVariable) {
@@ -721,7 +705,7 @@ bool TvelaModuleSupportBase::resolve_module_parse_overrides(const Tstring& line,
   if (std::any_of(variable.begin(), variable.end(), isSpace)) {
     const Tstring report =
         catalogMessage("s_TvelaModuleSupportBaseStrings.rInvalidModuleEnvironmentVariableName",
-                toT(variable), name);
+                toTstring(variable), name);
     TdebugOutput::sCerr().printError("%s\n", report.asUTF8());
     refuse(file, lineNumber, text, report);
     return false;
@@ -745,20 +729,20 @@ bool TvelaModuleSupportBase::resolve_module_parse_overrides(const Tstring& line,
     entries.emplace_back(rawValue);
   }
   const std::string value = joinList(entries);
-  const Tstring key = toT(variable);
+  const Tstring key = toTstring(variable);
   const auto stored = module.settings.find(key);
   TvelaModuleSetting setting;
   if (append || prepend) {
     if (stored != module.settings.end()) {
       setting = stored->second;
       const std::string old = toStd(setting.value);
-      setting.value = toT(append ? joinList({old, value}) : joinList({value, old}));
+      setting.value = toTstring(append ? joinList({old, value}) : joinList({value, old}));
     } else {
-      setting.value = toT(value);
+      setting.value = toTstring(value);
       setting.mode = append ? TvelaModuleSettingMode::kAppend : TvelaModuleSettingMode::kPrepend;
     }
   } else {
-    setting.value = toT(value);
+    setting.value = toTstring(value);
     setting.mode = TvelaModuleSettingMode::kReplace;
   }
   module.settings[key] = setting;
@@ -770,14 +754,14 @@ bool TvelaModuleSupportBase::resolve_module_parse_overrides(const Tstring& line,
 Tstring TvelaModuleSupportBase::velaModulePath() {
   Tguard guard(lock());
   ensureInitialized();
-  return toT(state().modulePath);
+  return toTstring(state().modulePath);
 }
 
 TstringArray TvelaModuleSupportBase::moduleDirectories() {
   Tguard guard(lock());
   ensureScanned();
   TstringArray dirs;
-  for (const std::string& d : state().directories) dirs.addLast(toT(d));
+  for (const std::string& d : state().directories) dirs.addLast(toTstring(d));
   return dirs;
 }
 
@@ -832,7 +816,7 @@ void TvelaModuleSupportBase::getPaths(const Tstring& variable, TstringArray& pat
   TfolderLists lists;
   collectFolders(&variable, lists);
   for (const std::string& f : lists[toStd(variable)]) addUnique(out, f);
-  for (std::size_t i = given; i < out.size(); ++i) paths.addLast(toT(out[i]));
+  for (std::size_t i = given; i < out.size(); ++i) paths.addLast(toTstring(out[i]));
 }
 
 void TvelaModuleSupportBase::updatePaths() {

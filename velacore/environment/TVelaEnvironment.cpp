@@ -8,6 +8,7 @@
 #include <velacore/environment/TenvFileParser.h>
 #include <velacore/environment/TvelaModuleSupportBase.h>
 #include <velacore/environment/VelaEnv.h>
+#include <velacore/environment/internal/TcatalogMessage.h>
 #include <velacore/environment/internal/TenvText.h>
 #include <velacore/platform/TplatformEnvironment.h>
 #include <velacore/platform/TplatformLocations.h>
@@ -91,11 +92,7 @@ int pathVariableIndex(const char* name) {
 
 // The catalog text `key` with its ^1s and ^2s markers replaced by `first` and `second`.
 Tstring message(const char* key, const std::string& first = {}, const std::string& second = {}) {
-  const Tstring format{TstringId{key}};
-  const Tstring a = toTstring(first), b = toTstring(second);
-  Tstring text;
-  text.tFormat(&format, &a, &b);
-  return text;
+  return vela::environment_internal::catalogMessage(key, toTstring(first), toTstring(second));
 }
 
 void report(const Tstring& text, bool error) {

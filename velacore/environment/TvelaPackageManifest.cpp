@@ -58,10 +58,7 @@ using vela::environment_internal::catalogMessage;
 
 void addOnce(TstringArray& list, const std::string& entry) {
   const Tstring t(entry.c_str());
-  for (unsigned i = 0; i < list.length(); ++i) {
-    if (list[i] == t) return;
-  }
-  list.addLast(t);
+  if (list.find(t) == TobjArray::kNoIndex) list.addLast(t);
 }
 
 }  // namespace

@@ -48,13 +48,7 @@ class TbsdRandom {
   }
 
   /// The next result, 0 to 2^31 - 1.
-  constexpr std::uint32_t next() {
-    fState[fFront] += fState[fRear];
-    const std::uint32_t result = fState[fFront] >> 1;
-    if (++fFront == kDegree) fFront = 0;
-    if (++fRear == kDegree) fRear = 0;
-    return result;
-  }
+  constexpr std::uint32_t next() { return nextIf(true); }
 
  private:
   static constexpr int kDegree = 31;

@@ -57,7 +57,7 @@ TEST_F(TnestedTimersTest, RecursionTimesOnlyTheOuterRun) {
 TEST_F(TnestedTimersTest, StretchesAgreeWithSteadyClockAndNeverRunBackwards) {
   // Timers read the clock's raw counter and convert only the difference: a 30 ms stretch must
   // come out as steady_clock sees it, and back-to-back pairs (whose reads may cross) never give
-  // a negative time, which the wrap correction would turn into more than an hour.
+  // a negative time, nor a huge one (as a negative difference taken for a wrapped counter would).
   const int t = TnestedTimers::getNextIndex("stretch");
   ASSERT_GE(t, 0);
   using Tsteady = std::chrono::steady_clock;

@@ -674,9 +674,10 @@ bool TvelaModuleSupportBase::resolve_module_parse_overrides(const Tstring& line,
     text = trim(text.substr(std::strlen(kRecursivePrefix)));
   }
   // A folder override: "VARIABLE: folder".
+  const Tstring trimmed = toTstring(text);
   for (TvelaModuleFolder& row : module.folders) {
     Tstring value;
-    if (getOverrideValue(toTstring(text), row.variable, value)) {
+    if (getOverrideValue(trimmed, row.variable, value)) {
       row.folder = value;
       row.recursive = recursive;
       if (row.variable == kIconVariable) {

@@ -1,13 +1,16 @@
 // The environment at process exit: static destructors of the application (a file sink being
 // closed, an allocator switch read late) still call VelaGetEnv and VelaPutEnv after the library's
 // own statics would have been destroyed. The locks, the callback queue and the start-up state
-// must stay usable until the process ends.
+// must stay usable until the process ends, and so must the module registry.
 #include <velacore/environment/TVelaEnvironment.h>
+#include <velacore/environment/TvelaModuleSupportBase.h>
 #include <velacore/environment/VelaEnv.h>
 
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <filesystem>
+#include <string>
 #include <cstdlib>
 
 namespace {
@@ -23,7 +26,36 @@ struct TlateUser {
   }
 };
 
+// Asks the module registry from a static destructor: its state was built after this object,
+// so a registry destroyed at exit would be gone by now.
+struct TlateModuleUser {
+  ~TlateModuleUser() {
+    TstringArray names;
+    TvelaModuleSupportBase::getModuleList(names);
+    std::fprintf(stderr, "modules at exit: %u %d\n", names.length(),
+                 TvelaModuleSupportBase::findModule("noSuchModule") == nullptr);
+  }
+};
+
 }  // namespace
+
+TEST(TenvironmentAtExit, ModuleRegistryUsableFromLaterStaticDestructors) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        static TlateModuleUser user;
+        // One module registered, so that a destroyed registry would have freed memory to read.
+        const std::string dir = std::filesystem::temp_directory_path().string();
+        if (VelaPutEnv(("VELA_MODULE_PATH=" + dir).c_str()) != 0) std::exit(2);
+        if (TvelaModuleSupportBase::initialize() != 0) std::exit(3);
+        Tstring name;
+        if (!TvelaModuleSupportBase::resolve_module_parse(Tstring(("+ tools 2.0 " + dir).c_str()),
+                                                          0, name))
+          std::exit(4);
+        std::exit(0);
+      },
+      ::testing::ExitedWithCode(0), "modules at exit: 1 1");
+}
 
 TEST(TenvironmentAtExit, UsableFromLaterStaticDestructors) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");  // a fresh process: statics not yet built

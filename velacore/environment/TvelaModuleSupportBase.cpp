@@ -2,6 +2,7 @@
 
 #include <velacore/base/TmtRecursiveMutex.h>
 #include <velacore/base/TstringCatalog.h>
+#include <velacore/base/internal/Timmortal.h>
 #include <velacore/debug/TdebugOutput.h>
 #include <velacore/environment/TVelaEnvironment.h>
 #include <velacore/environment/TvelaPackageManifest.h>
@@ -66,15 +67,16 @@ struct Tstate {
 };
 
 // Every member takes this lock, so queries may come from any thread; scans and updates are
-// start-up work and hold it throughout.
+// start-up work and hold it throughout. Lock and state are never destroyed, like the
+// environment's own: start-up scans the modules, and code running at exit may still ask.
 TmtRecursiveMutex& lock() {
-  static TmtRecursiveMutex m;
-  return m;
+  static Timmortal<TmtRecursiveMutex> sLock;
+  return *sLock;
 }
 
 Tstate& state() {
-  static Tstate s;
-  return s;
+  static Timmortal<Tstate> sState;
+  return *sState;
 }
 
 using Tguard = std::lock_guard<TmtRecursiveMutex>;

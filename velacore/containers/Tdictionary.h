@@ -133,6 +133,8 @@ class VELACORE_API Tdictionary : public TdictionaryNode {
   /// the level count, so the header keeps its size.
   std::uint32_t fNodeStore = 0;
   TdictionaryNode* fForward[kMaxLevel];
+  // A bookmark holds one predecessor per level the list can have.
+  static_assert(Tbookmark::kLevels == kMaxLevel);
 
  private:
   // Small and on every bookmarked step: always inlined where the compiler allows it.

@@ -88,7 +88,7 @@ class VELACORE_API TnestedTimers {
   [[nodiscard]] static long numNestedTimerCalls();
   /// Estimated cost in seconds of one start/stop pair (the clock reads it takes).
   [[nodiscard]] static double estimateTimerOverhead();
-  /// The microsecond timer in seconds since first use.
+  /// The timers' clock: seconds since its first use (finer than a microsecond).
   [[nodiscard]] static double pollTimer();
   /// Slot indices of the nesting tree, depth first, parents before children.
   static void collectAllNestedTimers(std::vector<int>& indices);
